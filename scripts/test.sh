@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds natively and for Windows (MinGW-w64), and runs every test
+# suite: natively, then the Windows executables under Wine, both on a private Xvfb display.
+# Ends with the summary of all test cases and a non-zero exit on any failure.
+set -uo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+cd "$root"
+jobs=$(nproc)
+
+bash scripts/setup.sh --tests || exit 1
+source scripts/xvfb.sh
+
+cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo ${TAVRIN_CMAKE_ARGS:-} >/dev/null || exit 1
+cmake --build build/native -j "$jobs" || exit 1
+cmake -S . -B build/windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null || exit 1
+cmake --build build/windows -j "$jobs" || exit 1
+
+tavrin_start_xvfb
+export WINEDEBUG=-all WINEPREFIX="$root/build/wineprefix"
+rm -rf build/results && mkdir -p build/results/native build/results/windows
+
+status=0
+echo "=== Native suites (Linux, Mesa)"
+GTEST_OUTPUT="xml:$root/build/results/native/" ctest --test-dir build/native --output-on-failure || status=1
+echo "=== Windows suites (MinGW-w64 build under Wine, Mesa)"
+GTEST_OUTPUT="xml:$(winepath -w "$root/build/results/windows/" 2>/dev/null || echo "Z:$root/build/results/windows/" | tr / '\\')" \
+  ctest --test-dir build/windows --output-on-failure || status=1
+
+python3 - "$status" build/results <<'PY'
+import glob, sys, xml.etree.ElementTree as ET
+passed = failed = skipped = 0
+for f in glob.glob(sys.argv[2] + "/*/*.xml"):
+    for case in ET.parse(f).getroot().iter("testcase"):
+        if case.find("failure") is not None: failed += 1
+        elif case.find("skipped") is not None or case.get("result") == "skipped": skipped += 1
+        else: passed += 1
+if sys.argv[1] != "0" and failed == 0: failed = 1   # a suite that crashed before writing its report
+print(f"Summary: {passed} passed, {failed} failed, {skipped} skipped")
+PY
+exit $status

@@ -1,0 +1,68 @@
+#include "support/TestSupport.h"
+
+#include <GL/glew.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <ostream>
+#include <stdexcept>
+
+namespace TavrinTest
+{
+StreamCapture::StreamCapture(std::ostream& stream)
+    : stream(stream)
+    , original(stream.rdbuf(captured.rdbuf()))
+{
+}
+
+StreamCapture::~StreamCapture()
+{
+    stream.rdbuf(original);
+}
+
+std::string StreamCapture::text() const
+{
+    return captured.str();
+}
+
+TemporaryDirectory::TemporaryDirectory()
+{
+    static std::atomic<int> counter{0};
+    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+    const auto path = std::filesystem::temp_directory_path() /
+                      ("tavrin-test-" + std::to_string(stamp) + "-" + std::to_string(counter++));
+    std::filesystem::create_directories(path);
+    directory = path.generic_string();
+}
+
+TemporaryDirectory::~TemporaryDirectory()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(directory, ignored);
+}
+
+std::string TemporaryDirectory::file(const std::string& name) const
+{
+    return directory + "/" + name;
+}
+
+std::string TemporaryDirectory::write(const std::string& name, const std::string& content) const
+{
+    const std::string path = file(name);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream stream(path, std::ios::binary);
+    stream << content;
+    if (!stream)
+        throw std::runtime_error("cannot write " + path);
+    return path;
+}
+
+void drainGLErrors()
+{
+    for (int i = 0; i < 64 && glGetError() != GL_NO_ERROR; ++i)
+    {
+    }
+}
+} // namespace TavrinTest
