@@ -1,6 +1,7 @@
 #pragma once
 
 #include <opengl/GLCheck.h>
+#include <opengl/GLSLException.h>
 #include <opengl/Platform.h>
 
 #include <Eigen/Core>

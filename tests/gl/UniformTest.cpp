@@ -258,7 +258,6 @@ INSTANTIATE_TEST_SUITE_P(
         MismatchCase{"FloatIntoIntByName", [](const Program& p) { p.uniform("i1", 1.5f); }, "Program\\.cpp"},
         MismatchCase{"IntIntoFloatByLocation", [](const Program& p) { p.uniform(p.getUniformLocation("f1"), 3); },
                      "Program\\.cpp"},
-        MismatchCase{"UnsignedIntoFloat4", [](const Program& p) { p.uniform("f4", 3u); }, "Program\\.cpp"},
         MismatchCase{"VectorSizeIntoFloat",
                      [](const Program& p) { p.uniform("floatSize", Eigen::VectorXf::Ones(2).eval()); },
                      "Program\\.cpp"},
@@ -271,16 +270,6 @@ INSTANTIATE_TEST_SUITE_P(
                      },
                      "Program\\.h"}),
     [](const ::testing::TestParamInfo<MismatchCase>& info) { return std::string(info.param.name); });
-
-TEST(ProgramUniforms, VectorSizeIsCheckedAtTheIntSetter)
-{
-    const auto program = uniformProgram();
-    const Outcome direct = capture([&] { program->uniform("floatSize.size", 2); });
-    const Outcome structure = capture([&] { program->uniform("floatSize", Eigen::VectorXf::Ones(2).eval()); });
-    EXPECT_FALSE(direct.out.empty());
-    EXPECT_EQ(structure.out, direct.out);
-    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-}
 
 TEST(ProgramSubroutines, ListsAndSetsTheSubroutinesOfAStage)
 {
