@@ -50,12 +50,12 @@ constexpr const char* bareFileName(const char* path)
 } // namespace Tavrin
 
 /// Runs the GL error check with the bare name of the current source file and the current line.
-#define TAVRIN_GL_CHECK()                                                                                              \
-    do                                                                                                                 \
-    {                                                                                                                  \
-        if (::Tavrin::OpenGL::GLCheck::enableGLCheck)                                                                  \
-        {                                                                                                              \
-            constexpr const char* tavrinCheckedFile = ::Tavrin::OpenGL::Detail::bareFileName(__FILE__);                \
-            ::Tavrin::OpenGL::GLCheck::check(tavrinCheckedFile, __LINE__);                                             \
-        }                                                                                                              \
+#define TAVRIN_GL_CHECK()                                                                                \
+    do                                                                                                   \
+    {                                                                                                    \
+        if (::Tavrin::OpenGL::GLCheck::enableGLCheck)                                                    \
+        {                                                                                                \
+            constexpr const char* tavrinCheckedFile = ::Tavrin::OpenGL::Detail::bareFileName(__FILE__); \
+            ::Tavrin::OpenGL::GLCheck::check(tavrinCheckedFile, __LINE__);                               \
+        }                                                                                                \
     } while (false)
