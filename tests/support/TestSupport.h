@@ -20,8 +20,8 @@ public:
 
 private:
     std::ostream& stream;
-    std::ostringstream captured; // before `original`: the constructor hands its buffer over
     std::streambuf* original;
+    std::ostringstream captured;
 };
 
 /// A fresh directory under the system's temporary directory, removed with its content.
