@@ -12,8 +12,7 @@
 namespace TavrinTest
 {
 StreamCapture::StreamCapture(std::ostream& stream)
-    : stream(stream)
-    , original(stream.rdbuf(captured.rdbuf()))
+    : stream(stream), captured(), original(stream.rdbuf(captured.rdbuf()))
 {
 }
 
