@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds natively and for Windows (MinGW-w64), and runs every test
-# suite: natively, then the Windows executables under Wine, both on a private Xvfb display.
+# suite: natively, then the Windows executables under Wine, both on a private Xvfb display,
+# then the native suites again under AddressSanitizer + UBSan, and the fuzz targets for a
+# bounded time.
 # Ends with the summary of all test cases and a non-zero exit on any failure.
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -14,10 +16,13 @@ cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo ${TAVRIN_CMAKE_ARGS
 cmake --build build/native -j "$jobs" || exit 1
 cmake -S . -B build/windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null || exit 1
 cmake --build build/windows -j "$jobs" || exit 1
+cmake -S . -B build/asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVRIN_SANITIZE=ON -DTAVRIN_BUILD_EXAMPLES=OFF \
+  -DTAVRIN_BUILD_BENCHMARKS=OFF >/dev/null || exit 1
+cmake --build build/asan -j "$jobs" || exit 1
 
 tavrin_start_xvfb
 export WINEDEBUG=-all WINEPREFIX="$root/build/wineprefix"
-rm -rf build/results && mkdir -p build/results/native build/results/windows
+rm -rf build/results && mkdir -p build/results/native build/results/windows build/results/asan
 
 status=0
 echo "=== Native suites (Linux, Mesa)"
@@ -25,6 +30,11 @@ GTEST_OUTPUT="xml:$root/build/results/native/" ctest --test-dir build/native --o
 echo "=== Windows suites (MinGW-w64 build under Wine, Mesa)"
 GTEST_OUTPUT="xml:$(winepath -w "$root/build/results/windows/" 2>/dev/null || echo "Z:$root/build/results/windows/" | tr / '\\')" \
   ctest --test-dir build/windows --output-on-failure || status=1
+echo "=== Native suites under AddressSanitizer + UndefinedBehaviorSanitizer"
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
+  GTEST_OUTPUT="xml:$root/build/results/asan/" ctest --test-dir build/asan --output-on-failure || status=1
+echo "=== Fuzz targets"
+bash scripts/fuzz.sh "${TAVRIN_FUZZ_SECONDS:-20}" || status=1
 
 python3 - "$status" build/results <<'PY'
 import glob, sys, xml.etree.ElementTree as ET

@@ -37,6 +37,8 @@ public:
     /// GL_R8, GL_RG8, GL_RGB8 and GL_RGBA8. Throws std::runtime_error naming the file when it
     /// cannot be read or decoded; the image is then unchanged.
     void load(const std::string& fileName);
+    /// Decodes a PNG or JPEG held in memory, as load does; `name` names the data in errors.
+    void loadFromMemory(const void* bytes, std::size_t byteCount, const std::string& name);
     /// Writes the image as PNG (8-bit formats only). Throws std::runtime_error naming the file
     /// when the format has no PNG form or the file cannot be written.
     void save(const std::string& fileName) const;

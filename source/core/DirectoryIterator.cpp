@@ -10,8 +10,7 @@ struct DirectoryIterator::State
     std::filesystem::directory_iterator current;
 };
 
-DirectoryIterator::DirectoryIterator(const std::string& directory)
-    : state(new State)
+DirectoryIterator::DirectoryIterator(const std::string& directory) : state(new State)
 {
     std::error_code error;
     state->current = std::filesystem::directory_iterator(std::filesystem::u8path(directory), error);

@@ -39,10 +39,7 @@ std::string loadFileAsString(const std::string& fileName)
 }
 } // namespace FileTools
 
-DirectoryFileLoader::DirectoryFileLoader(std::vector<std::string> directories)
-    : directories(std::move(directories))
-{
-}
+DirectoryFileLoader::DirectoryFileLoader(std::vector<std::string> directories) : directories(std::move(directories)) {}
 
 std::string DirectoryFileLoader::resolve(const std::string& fileName) const
 {

@@ -2,6 +2,7 @@
 
 #include <GL/glew.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -12,8 +13,7 @@
 namespace TavrinTest
 {
 StreamCapture::StreamCapture(std::ostream& stream)
-    : stream(stream)
-    , original(stream.rdbuf(captured.rdbuf()))
+    : stream(stream), captured(), original(stream.rdbuf(captured.rdbuf()))
 {
 }
 
@@ -57,6 +57,48 @@ std::string TemporaryDirectory::write(const std::string& name, const std::string
     if (!stream)
         throw std::runtime_error("cannot write " + path);
     return path;
+}
+
+std::vector<std::string> liveGLObjects()
+{
+    struct Kind
+    {
+        const char* name;
+        GLboolean (*exists)(GLuint);
+    };
+    // The GLEW entry points are variables: read them now, after OpenGLContext::init().
+    const Kind kinds[] = {{"texture", [](GLuint n) { return glIsTexture(n); }},
+                          {"framebuffer", [](GLuint n) { return glIsFramebuffer(n); }},
+                          {"program", [](GLuint n) { return glIsProgram(n); }},
+                          {"shader", [](GLuint n) { return glIsShader(n); }},
+                          {"display list", [](GLuint n) { return glIsList(n); }}};
+    std::vector<std::string> live;
+    for (const Kind& kind : kinds)
+        for (GLuint name = 1; name <= 4096; ++name)
+            if (kind.exists(name))
+                live.push_back(std::string(kind.name) + " " + std::to_string(name));
+    std::sort(live.begin(), live.end());
+    return live;
+}
+
+namespace
+{
+bool growthAllowed = false;
+}
+
+void allowGLObjectGrowth()
+{
+    growthAllowed = true;
+}
+
+bool glObjectGrowthAllowed()
+{
+    return growthAllowed;
+}
+
+void resetGLObjectGrowthAllowance()
+{
+    growthAllowed = false;
 }
 
 void drainGLErrors()

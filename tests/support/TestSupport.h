@@ -3,6 +3,7 @@
 #include <iosfwd>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace TavrinTest
 {
@@ -20,8 +21,8 @@ public:
 
 private:
     std::ostream& stream;
+    std::ostringstream captured; // constructed before `original` takes its buffer
     std::streambuf* original;
-    std::ostringstream captured;
 };
 
 /// A fresh directory under the system's temporary directory, removed with its content.
@@ -45,4 +46,15 @@ private:
 
 /// Takes every pending GL error (tests that provoke errors leave none behind).
 void drainGLErrors();
+
+/// The GL objects of the current context that exist by GL's own account (glIsTexture,
+/// glIsFramebuffer, glIsProgram, glIsShader, glIsList over the names 1..4096), as
+/// "texture 3", "program 7", ... The GL suite compares this before and after every test.
+std::vector<std::string> liveGLObjects();
+
+/// Lets the running test end with more GL objects than it started with (for a test whose
+/// subject is an object that outlives it on purpose). Resets at the next test.
+void allowGLObjectGrowth();
+bool glObjectGrowthAllowed();
+void resetGLObjectGrowthAllowance();
 } // namespace TavrinTest

@@ -145,3 +145,36 @@ TEST(Image2D, RejectsUnreadableFilesAndUnsupportedFormats)
     EXPECT_THROW(Image2D(Eigen::Vector2i(2, 2), 0x1234), std::runtime_error);
     EXPECT_THROW(Image2D(Eigen::Vector2i(2, 2), 0x8814).save(directory.file("f.png")), std::runtime_error);
 }
+
+// Forged files that once crashed the decoder: each is reported as the file's fault.
+TEST(Image2D, ForgedFilesEndInAnErrorNamingTheFile)
+{
+    struct Forged
+    {
+        const char* what;
+        std::string bytes;
+    };
+    const std::string pngSignature("\x89PNG\r\n\x1a\n", 8);
+    const Forged cases[] = {
+        {"chunk longer than the file", pngSignature + std::string("\x7f\xff\xff\xf0IDATxx", 10)},
+        {"chunk header cut off", pngSignature + std::string("\x00\x00", 2)},
+        {"Huffman table with 510 codes", std::string("\xff\xd8\xff\xc4\x00\x03\x00\xff\xff", 9)},
+        {"fill bytes before the JPEG start", std::string("\xff\xff\xd8\xff\xc4\xff\xff") + std::string(64, '\0')},
+        {"empty", std::string()},
+    };
+    for (const Forged& forged : cases)
+    {
+        Image2D image;
+        try
+        {
+            image.loadFromMemory(forged.bytes.data(), forged.bytes.size(), "forged.img");
+            ADD_FAILURE() << forged.what << ": no exception";
+        }
+        catch (const std::runtime_error& error)
+        {
+            EXPECT_EQ(std::string(error.what()).rfind("Cannot decode image file 'forged.img'", 0), 0u)
+                << forged.what << ": " << error.what();
+        }
+        EXPECT_EQ(image.getSize(), Eigen::Vector2i(0, 0)) << forged.what;
+    }
+}
