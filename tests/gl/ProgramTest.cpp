@@ -47,16 +47,6 @@ const char* const unresolvedSource = "#version 330 compatibility\n"
                                      "vec4 elsewhere();\n"
                                      "void main() { color = elsewhere(); }\n";
 
-// Every shader and program name alive in the context (names are small integers on Mesa).
-std::set<GLuint> liveShaderAndProgramNames()
-{
-    std::set<GLuint> names;
-    for (GLuint name = 1; name < 4096; ++name)
-        if (glIsShader(name) || glIsProgram(name))
-            names.insert(name);
-    return names;
-}
-
 // What the driver itself says, without the library: the first failing stage's compile log,
 // else the link log.
 std::string driverLog(const std::vector<std::pair<GLenum, std::string>>& stages)
@@ -221,7 +211,7 @@ TEST(Program, LoadFromFileUsesTheLoadersTextAndNamesAMissingProgram)
 
     // No stage file at all: the text names the base name, and no GL object was made.
     TemporaryDirectory directory;
-    const std::set<GLuint> before = liveShaderAndProgramNames();
+    const std::vector<std::string> before = TavrinTest::liveGLObjects();
     for (const FileLoader* with : {static_cast<const FileLoader*>(nullptr), static_cast<const FileLoader*>(&loader)})
     {
         const std::string base = directory.file("shaders/none");
@@ -235,7 +225,7 @@ TEST(Program, LoadFromFileUsesTheLoadersTextAndNamesAMissingProgram)
             EXPECT_STREQ(error.what(), ("No shader file for program'" + base + "'").c_str());
         }
     }
-    EXPECT_EQ(liveShaderAndProgramNames(), before);
+    EXPECT_EQ(TavrinTest::liveGLObjects(), before);
 }
 
 TEST(Program, CompileAndLinkFailuresCarryTheDriversLogAndLeakNothing)
@@ -243,7 +233,7 @@ TEST(Program, CompileAndLinkFailuresCarryTheDriversLogAndLeakNothing)
     std::unique_ptr<Program> used(Program::loadFromSource("", "", "", "", fragmentSource, ""));
     used->use();
     const GLint inUse = static_cast<GLint>(used->getHandle());
-    const std::set<GLuint> before = liveShaderAndProgramNames();
+    const std::vector<std::string> before = TavrinTest::liveGLObjects();
     auto thrownLog = [](auto load) {
         try
         {
@@ -290,7 +280,7 @@ TEST(Program, CompileAndLinkFailuresCarryTheDriversLogAndLeakNothing)
     }
 
     // Every failure released its program and shaders, and left the program in use bound.
-    EXPECT_EQ(liveShaderAndProgramNames(), before);
+    EXPECT_EQ(TavrinTest::liveGLObjects(), before);
     EXPECT_EQ(currentProgram(), inUse);
     Program::useFixed();
     EXPECT_EQ(currentProgram(), 0);
@@ -329,7 +319,7 @@ TEST(Shader, DerivedShaderMapsItsLogToTheAssembledFilesAndReadsItsSource)
     const std::string expected = Shader::mapInfoLog(rawLog, lines, files, Program::getVendor());
     EXPECT_NE(expected, rawLog);
     EXPECT_NE(expected.find("header.glsl"), std::string::npos);
-    const std::set<GLuint> before = liveShaderAndProgramNames();
+    const std::vector<std::string> before = TavrinTest::liveGLObjects();
     try
     {
         AssembledShader shader(ShaderType::Fragment, parts);
@@ -339,7 +329,7 @@ TEST(Shader, DerivedShaderMapsItsLogToTheAssembledFilesAndReadsItsSource)
     {
         EXPECT_EQ(error.getInfoLogText(), expected);
     }
-    EXPECT_EQ(liveShaderAndProgramNames(), before); // the base's destructor ran
+    EXPECT_EQ(TavrinTest::liveGLObjects(), before); // the base's destructor ran
 
     AssembledShader good(ShaderType::Fragment, {{"whole.glsl", fragmentSource}});
     EXPECT_EQ(good.getSource(), fragmentSource);
