@@ -1,6 +1,7 @@
 // Texture storage, the version counter, the level queries and uploads read back texel for texel.
 #include "support/TestSupport.h"
 
+#include <opengl/Framebuffer.h>
 #include <opengl/Texture2D.h>
 
 #include <GL/glew.h>
@@ -8,6 +9,7 @@
 
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <regex>
 #include <stdexcept>
 #include <string>
@@ -214,4 +216,21 @@ TEST(Texture2D, BindsOnTheActiveUnit)
     Texture2D::unbind();
     glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
     EXPECT_EQ(bound, 0);
+}
+
+TEST(Texture2D, DestructorsReportAPendingErrorWithoutThrowing)
+{
+    auto texture = std::make_unique<Texture2D>();
+    auto framebuffer = std::make_unique<Tavrin::OpenGL::Framebuffer>();
+    StreamCapture out(std::cout);
+    glLineWidth(-1.0f);
+    texture.reset();
+    glLineWidth(-1.0f);
+    framebuffer.reset();
+    EXPECT_TRUE(
+        std::regex_match(out.text(), std::regex("WARNING: Texture2D\\.cpp \\(line [0-9]+\\) GLCheck: Invalid value"
+                                                "WARNING: Framebuffer\\.cpp \\(line [0-9]+\\) GLCheck: "
+                                                "Invalid value")))
+        << out.text();
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 }
