@@ -106,7 +106,7 @@ public:
     /// identity, GL_MODELVIEW the matrix mode; clear colour (0, 0, 0, 0); the viewport as above;
     /// program 0; the default framebuffer bound; texture 2D binding 0. The texture keeps
     /// GL_CLAMP_TO_EDGE wrapping and GL_NEAREST filtering. Throws std::runtime_error from the GL
-    /// error check of the framebuffer unbinding and of the quad.
+    /// error check of the framebuffer unbinding (Framebuffer::unbind).
     /// Guard: does nothing (no GL call) when `texture` is null or makeCurrent would do nothing.
     void presentTexture(std::shared_ptr<const Texture2D> texture, bool stretch);
 

@@ -4,8 +4,13 @@
 #include "support/TestSupport.h"
 
 #include <opengl/OpenGLWindow.h>
+#include <opengl/Texture2D.h>
 
+#include <GL/glew.h>
+
+#include <cstdint>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -109,7 +114,6 @@ TEST_F(SharedWindowTest, MaximisedWindowIsMaximisedAgainAfterFullscreen)
     window->setFullscreen(false);
     settle(*window);
     EXPECT_TRUE(isMaximized(window->getWindowHandle()));
-
 }
 
 TEST_F(SharedWindowTest, MonitorsOfTheDisplay)
@@ -204,4 +208,70 @@ TEST(OpenGLWindowMessages, PostedCloseReachesTheCallbackThenDestroysTheWindow)
     window.processMessages();
     EXPECT_EQ(events, (std::vector<std::string>{"closed", "handler close", "handler destroy"}));
     EXPECT_FALSE(windowExists(window.getWindowHandle())); // default processing destroyed it
+}
+
+TEST_F(SharedWindowTest, PresentTextureOneToOneAndStretched)
+{
+    // Texels bottom row first, as GL takes them.
+    const std::uint32_t texels[2][4] = {{0xFF0000, 0x00FF00, 0x0000FF, 0xFFFFFF},
+                                        {0xFFFF00, 0x00FFFF, 0xFF00FF, 0x804020}};
+    std::vector<unsigned char> data;
+    for (const auto& row : texels)
+        for (const std::uint32_t texel : row)
+            data.insert(data.end(), {static_cast<unsigned char>(texel >> 16), static_cast<unsigned char>(texel >> 8),
+                                     static_cast<unsigned char>(texel), 255});
+    window->makeCurrent(); // the texture must live in the context that presents it
+    auto texture = std::make_shared<Tavrin::OpenGL::Texture2D>();
+    texture->reserveStorage(1, Eigen::Vector2i(4, 2), GL_RGBA8);
+    texture->uploadData(Eigen::Vector2i(4, 2), data.data(), GL_RGBA, GL_UNSIGNED_BYTE, 0, GL_TEXTURE_2D);
+
+    // The window's pixels are read through the window system right after presenting: under Wine
+    // the GL front buffer reads back black after the swap.
+    window->presentTexture(texture, true);
+    const auto stretchedAt = [&](int x, int y) { return readClientPixel(window->getWindowHandle(), x, y); };
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 4; ++x)
+        {
+            EXPECT_EQ(stretchedAt(100 * x + 50, 150 * y + 75), texels[y][x]) << x << "," << y;
+            EXPECT_EQ(stretchedAt(100 * x + 1, 150 * y + 1), texels[y][x]) << x << "," << y;
+            EXPECT_EQ(stretchedAt(100 * x + 98, 150 * y + 148), texels[y][x]) << x << "," << y;
+        }
+    GLint viewport[4] = {};
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(viewport[2], 400);
+    EXPECT_EQ(viewport[3], 300);
+
+    window->presentTexture(texture, false);
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 4; ++x)
+            EXPECT_EQ(readClientPixel(window->getWindowHandle(), x, y), texels[y][x]) << x << "," << y;
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(viewport[0], 0);
+    EXPECT_EQ(viewport[1], 0);
+    EXPECT_EQ(viewport[2], 4);
+    EXPECT_EQ(viewport[3], 2);
+
+    // The state that presenting leaves behind.
+    GLint value = -1;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &value);
+    EXPECT_EQ(value, 0);
+    glGetIntegerv(GL_CURRENT_PROGRAM, &value);
+    EXPECT_EQ(value, 0);
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &value);
+    EXPECT_EQ(value, 0);
+    glGetIntegerv(GL_MATRIX_MODE, &value);
+    EXPECT_EQ(value, GL_MODELVIEW);
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_FALSE(glIsEnabled(GL_BLEND));
+    glGetTextureParameterivEXT(texture->getHandle(), GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &value);
+    EXPECT_EQ(value, GL_NEAREST);
+    glGetTextureParameterivEXT(texture->getHandle(), GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, &value);
+    EXPECT_EQ(value, GL_CLAMP_TO_EDGE);
+    EXPECT_EQ(texture.use_count(), 1); // the window keeps no reference
+
+    // No texture: nothing is drawn or swapped.
+    window->presentTexture(nullptr, true);
+    EXPECT_EQ(readClientPixel(window->getWindowHandle(), 0, 0), texels[0][0]);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    glDisable(GL_TEXTURE_2D);
 }
