@@ -20,8 +20,8 @@ public:
 
 private:
     std::ostream& stream;
+    std::ostringstream captured; // constructed before `original` takes its buffer
     std::streambuf* original;
-    std::ostringstream captured;
 };
 
 /// A fresh directory under the system's temporary directory, removed with its content.
