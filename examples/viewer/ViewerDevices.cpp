@@ -5,6 +5,8 @@
 
 #include <GL/glew.h>
 
+#include <iostream>
+
 using namespace Tavrin;
 using namespace Tavrin::OpenGL;
 
@@ -49,6 +51,14 @@ AssembledShader::AssembledShader(ShaderType type, const std::string& directory, 
     const char* source = text.c_str();
     glShaderSource(getHandle(), 1, &source, nullptr);
     glCompileShader(getHandle());
+    if (!getStatus(getHandle(), GL_COMPILE_STATUS))
+    {
+        // The rewriting knows the NVIDIA and ATI log forms; other drivers' lines may map to the
+        // first entry, so the driver's own log is shown too.
+        std::string driverLog;
+        getText(getHandle(), driverLog);
+        std::cerr << "Driver log for " << stageFile << ":\n" << driverLog << "\n";
+    }
     checkStatus(text, lines, files);
 }
 

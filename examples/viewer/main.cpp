@@ -285,7 +285,7 @@ int main(int argc, char** argv)
     }
     catch (const GLSLException& error)
     {
-        std::cerr << "Shader error:\n" << error.what() << "\n";
+        std::cerr << "Shader error (log rewritten to the viewer's files):\n" << error.what() << "\n";
         exitCode = 1;
     }
     catch (const std::exception& error)
