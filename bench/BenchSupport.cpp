@@ -41,6 +41,9 @@ struct Timing
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:
+    // Plain tabular text: the output is read in logs and reports as often as on a terminal.
+    RatioReporter() : ConsoleReporter(OO_Tabular) {}
+
     void ReportRuns(const std::vector<Run>& runs) override
     {
         ConsoleReporter::ReportRuns(runs);

@@ -9,4 +9,4 @@ cd "$root"
 bash scripts/setup.sh
 cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build/native -j "$(nproc)" --target tavrin_bench
-./build/native/bin/tavrin_bench --benchmark_color=false "$@"
+./build/native/bin/tavrin_bench "$@"
