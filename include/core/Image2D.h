@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Eigen/Core>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -50,5 +51,14 @@ private:
     Eigen::Vector2i size;
     unsigned int internalFormat;
     std::vector<unsigned char> data;
+};
+
+/// A shared image that creates an empty Image2D() on default construction (never empty then),
+/// owned with a separate control block as std::shared_ptr<Image2D>(new Image2D()) gives.
+/// Copies share, moves empty the source; there is no way to make one from an existing pointer.
+class Image2DPtrAI : public std::shared_ptr<Image2D>
+{
+public:
+    Image2DPtrAI() : std::shared_ptr<Image2D>(new Image2D()) {}
 };
 } // namespace Tavrin

@@ -66,8 +66,11 @@ public:
 
     /// Creates and shows a window titled `title` whose client area is 400 x 300, with its outer
     /// top-left corner at (100, 100); `parent` null makes a top-level window. On Win32 the
-    /// window class is named after the title (registered once per title; a second registration
-    /// of the same name fails silently and the existing class is used). The pixel format asks
+    /// window class is named after the title, widened byte by byte with sign extension (bytes
+    /// 0x80-0xFF become 0xFF80-0xFFFF), while the window is created with the narrow title: a
+    /// title with such bytes names two different classes, and creation then fails. A second
+    /// window of the same title reuses the class registered first (the second registration fails
+    /// silently). The pixel format asks
     /// for double buffering, stereo, 24 colour and 8 alpha bits and no depth buffer. A fresh
     /// rendering context is created, made current, given 1-byte pack and unpack alignment, and
     /// becomes the context of every window. The window is swapped once and the GL error check
@@ -90,7 +93,9 @@ public:
     /// Makes the shared rendering context current on this window's device context.
     /// Guard: does nothing when this window has no device context or no rendering context exists
     /// (on Win32 a null context would release the caller's current context; on X11 it is an
-    /// error).
+    /// error). Since every constructor resets the shared context, a window whose creation failed
+    /// before its context was made leaves none: until the next successful construction,
+    /// makeCurrent, swap and presentTexture of every window do nothing.
     void makeCurrent() const;
 
     /// makeCurrent(), then presents the back buffer. Guard: does nothing in the cases where
@@ -106,7 +111,7 @@ public:
     /// identity, GL_MODELVIEW the matrix mode; clear colour (0, 0, 0, 0); the viewport as above;
     /// program 0; the default framebuffer bound; texture 2D binding 0. The texture keeps
     /// GL_CLAMP_TO_EDGE wrapping and GL_NEAREST filtering. Throws std::runtime_error from the GL
-    /// error check of the framebuffer unbinding and of the quad.
+    /// error check of the framebuffer unbinding (Framebuffer::unbind).
     /// Guard: does nothing (no GL call) when `texture` is null or makeCurrent would do nothing.
     void presentTexture(std::shared_ptr<const Texture2D> texture, bool stretch);
 

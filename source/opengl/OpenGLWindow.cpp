@@ -1,7 +1,10 @@
 #include <opengl/OpenGLWindow.h>
 
+#include <opengl/Framebuffer.h>
 #include <opengl/GLCheck.h>
 #include <opengl/OpenGLContext.h>
+#include <opengl/OpenGLTools.h>
+#include <opengl/Texture2D.h>
 
 #include "WindowBackend.h"
 #include "WindowLogic.h"
@@ -132,8 +135,37 @@ void OpenGLWindow::swap() const
 
 void OpenGLWindow::presentTexture(std::shared_ptr<const Texture2D> texture, bool stretch)
 {
-    (void)texture;
-    (void)stretch;
+    if (!texture || !deviceContext || !renderContext)
+        return;
+    WindowBackend::makeCurrent(deviceContext, renderContext);
+    glDisable(GL_CULL_FACE);
+    glDisable(GL_BLEND);
+    glDisable(GL_DEPTH_TEST);
+    glEnable(GL_TEXTURE_2D);
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
+    glClearColor(0.0f, 0.0f, 0.0f, 0.0f);
+
+    glBindTexture(GL_TEXTURE_2D, texture->getHandle());
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+
+    // Texture2D::getSize only asks GL but is not declared const.
+    const Eigen::Vector2i viewport =
+        stretch ? sizeOf(WindowBackend::clientRect(windowHandle)) : const_cast<Texture2D&>(*texture).getSize();
+    glViewport(0, 0, viewport.x(), viewport.y());
+
+    glUseProgram(0);
+    Framebuffer::unbind();
+    OpenGLTools::drawViewportQuad(Eigen::Vector2f(0.0f, 0.0f), Eigen::Vector2f(1.0f, 1.0f));
+
+    glBindTexture(GL_TEXTURE_2D, 0);
+    WindowBackend::makeCurrent(deviceContext, renderContext);
+    WindowBackend::swapBuffers(deviceContext);
 }
 
 void OpenGLWindow::setOnWindowClosed(std::function<void(OpenGLWindow*)> callback)

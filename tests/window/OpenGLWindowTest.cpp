@@ -4,8 +4,13 @@
 #include "support/TestSupport.h"
 
 #include <opengl/OpenGLWindow.h>
+#include <opengl/Texture2D.h>
 
+#include <GL/glew.h>
+
+#include <cstdint>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -25,7 +30,7 @@ protected:
     {
         TAVRIN_REQUIRE_WINDOWS();
         window = sharedWindow();
-        window->processMessages();
+        settle(*window);
         position = window->getPosition();
         clientSize = window->getClientSize();
     }
@@ -35,12 +40,13 @@ protected:
             return;
         window->setFullscreen(false);
         restore(window->getWindowHandle());
+        settle(*window);
         window->setPosition(position);
         window->setClientSize(clientSize);
         window->setOnKeyDown(nullptr);
         window->setOnWindowClosed(nullptr);
         window->removeMesageHandler("log");
-        window->processMessages();
+        settle(*window);
     }
 
     OpenGLWindow* window = nullptr;
@@ -51,13 +57,16 @@ protected:
 TEST_F(SharedWindowTest, GeometryRoundTrips)
 {
     window->setPosition(Eigen::Vector2i(150, 120));
+    settle(*window);
     EXPECT_EQ(window->getPosition(), Eigen::Vector2i(150, 120));
 
     window->setSize(Eigen::Vector2i(500, 420));
+    settle(*window);
     EXPECT_EQ(window->getSize(), Eigen::Vector2i(500, 420));
     EXPECT_EQ(window->getPosition(), Eigen::Vector2i(150, 120));
 
     window->setClientSize(Eigen::Vector2i(320, 240));
+    settle(*window);
     EXPECT_EQ(window->getClientSize(), Eigen::Vector2i(320, 240));
     EXPECT_EQ(window->getClientPosition(), Eigen::Vector2i(0, 0)); // client coordinates
     EXPECT_EQ(window->getPosition(), Eigen::Vector2i(150, 120));
@@ -69,13 +78,14 @@ TEST_F(SharedWindowTest, GeometryRoundTrips)
 TEST_F(SharedWindowTest, FullscreenEnteredTwiceAndLeftOnceRestoresThePlacement)
 {
     window->setPosition(Eigen::Vector2i(130, 110));
+    settle(*window);
     const Eigen::Vector2i size = window->getSize();
     EXPECT_FALSE(window->getFullscreen());
 
     for (int entry = 0; entry < 2; ++entry)
     {
         window->setFullscreen(true);
-        window->processMessages();
+        settle(*window);
         EXPECT_TRUE(window->getFullscreen());
         EXPECT_EQ(window->getPosition(), Eigen::Vector2i(0, 0));
         EXPECT_EQ(window->getSize(), screenSize());
@@ -83,7 +93,7 @@ TEST_F(SharedWindowTest, FullscreenEnteredTwiceAndLeftOnceRestoresThePlacement)
     }
 
     window->setFullscreen(false);
-    window->processMessages();
+    settle(*window);
     EXPECT_FALSE(window->getFullscreen());
     EXPECT_EQ(window->getPosition(), Eigen::Vector2i(130, 110));
     EXPECT_EQ(window->getSize(), size);
@@ -93,22 +103,17 @@ TEST_F(SharedWindowTest, FullscreenEnteredTwiceAndLeftOnceRestoresThePlacement)
 TEST_F(SharedWindowTest, MaximisedWindowIsMaximisedAgainAfterFullscreen)
 {
     maximize(window->getWindowHandle());
-    window->processMessages();
+    settle(*window);
     ASSERT_TRUE(isMaximized(window->getWindowHandle()));
 
     window->setFullscreen(true);
-    window->processMessages();
+    settle(*window);
     EXPECT_FALSE(isMaximized(window->getWindowHandle()));
     EXPECT_EQ(window->getSize(), screenSize());
 
     window->setFullscreen(false);
-    window->processMessages();
+    settle(*window);
     EXPECT_TRUE(isMaximized(window->getWindowHandle()));
-
-    restore(window->getWindowHandle());
-    window->processMessages();
-    EXPECT_EQ(window->getPosition(), position); // the restored placement was kept
-    EXPECT_EQ(window->getClientSize(), clientSize);
 }
 
 TEST_F(SharedWindowTest, MonitorsOfTheDisplay)
@@ -126,14 +131,17 @@ TEST_F(SharedWindowTest, MonitorsOfTheDisplay)
 
     // One monitor: every index clamps to the current one and nothing moves.
     window->setPosition(Eigen::Vector2i(140, 130));
+    settle(*window);
     for (int index : {-5, 0, 7})
     {
         window->setMonitorIndex(index);
+        settle(*window);
         EXPECT_EQ(window->getPosition(), Eigen::Vector2i(140, 130)) << index;
         EXPECT_FALSE(window->getFullscreen());
     }
     window->setFullscreen(true);
     window->setMonitorIndex(3);
+    settle(*window);
     EXPECT_TRUE(window->getFullscreen());
     EXPECT_EQ(window->getPosition(), Eigen::Vector2i(0, 0));
 }
@@ -200,4 +208,70 @@ TEST(OpenGLWindowMessages, PostedCloseReachesTheCallbackThenDestroysTheWindow)
     window.processMessages();
     EXPECT_EQ(events, (std::vector<std::string>{"closed", "handler close", "handler destroy"}));
     EXPECT_FALSE(windowExists(window.getWindowHandle())); // default processing destroyed it
+}
+
+TEST_F(SharedWindowTest, PresentTextureOneToOneAndStretched)
+{
+    // Texels bottom row first, as GL takes them.
+    const std::uint32_t texels[2][4] = {{0xFF0000, 0x00FF00, 0x0000FF, 0xFFFFFF},
+                                        {0xFFFF00, 0x00FFFF, 0xFF00FF, 0x804020}};
+    std::vector<unsigned char> data;
+    for (const auto& row : texels)
+        for (const std::uint32_t texel : row)
+            data.insert(data.end(), {static_cast<unsigned char>(texel >> 16), static_cast<unsigned char>(texel >> 8),
+                                     static_cast<unsigned char>(texel), 255});
+    window->makeCurrent(); // the texture must live in the context that presents it
+    auto texture = std::make_shared<Tavrin::OpenGL::Texture2D>();
+    texture->reserveStorage(1, Eigen::Vector2i(4, 2), GL_RGBA8);
+    texture->uploadData(Eigen::Vector2i(4, 2), data.data(), GL_RGBA, GL_UNSIGNED_BYTE, 0, GL_TEXTURE_2D);
+
+    // The window's pixels are read through the window system right after presenting: under Wine
+    // the GL front buffer reads back black after the swap.
+    window->presentTexture(texture, true);
+    const auto stretchedAt = [&](int x, int y) { return readClientPixel(window->getWindowHandle(), x, y); };
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 4; ++x)
+        {
+            EXPECT_EQ(stretchedAt(100 * x + 50, 150 * y + 75), texels[y][x]) << x << "," << y;
+            EXPECT_EQ(stretchedAt(100 * x + 1, 150 * y + 1), texels[y][x]) << x << "," << y;
+            EXPECT_EQ(stretchedAt(100 * x + 98, 150 * y + 148), texels[y][x]) << x << "," << y;
+        }
+    GLint viewport[4] = {};
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(viewport[2], 400);
+    EXPECT_EQ(viewport[3], 300);
+
+    window->presentTexture(texture, false);
+    for (int y = 0; y < 2; ++y)
+        for (int x = 0; x < 4; ++x)
+            EXPECT_EQ(readClientPixel(window->getWindowHandle(), x, y), texels[y][x]) << x << "," << y;
+    glGetIntegerv(GL_VIEWPORT, viewport);
+    EXPECT_EQ(viewport[0], 0);
+    EXPECT_EQ(viewport[1], 0);
+    EXPECT_EQ(viewport[2], 4);
+    EXPECT_EQ(viewport[3], 2);
+
+    // The state that presenting leaves behind.
+    GLint value = -1;
+    glGetIntegerv(GL_TEXTURE_BINDING_2D, &value);
+    EXPECT_EQ(value, 0);
+    glGetIntegerv(GL_CURRENT_PROGRAM, &value);
+    EXPECT_EQ(value, 0);
+    glGetIntegerv(GL_DRAW_FRAMEBUFFER_BINDING, &value);
+    EXPECT_EQ(value, 0);
+    glGetIntegerv(GL_MATRIX_MODE, &value);
+    EXPECT_EQ(value, GL_MODELVIEW);
+    EXPECT_TRUE(glIsEnabled(GL_TEXTURE_2D));
+    EXPECT_FALSE(glIsEnabled(GL_BLEND));
+    glGetTextureParameterivEXT(texture->getHandle(), GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, &value);
+    EXPECT_EQ(value, GL_NEAREST);
+    glGetTextureParameterivEXT(texture->getHandle(), GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, &value);
+    EXPECT_EQ(value, GL_CLAMP_TO_EDGE);
+    EXPECT_EQ(texture.use_count(), 1); // the window keeps no reference
+
+    // No texture: nothing is drawn or swapped.
+    window->presentTexture(nullptr, true);
+    EXPECT_EQ(readClientPixel(window->getWindowHandle(), 0, 0), texels[0][0]);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+    glDisable(GL_TEXTURE_2D);
 }

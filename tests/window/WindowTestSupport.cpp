@@ -10,6 +10,7 @@
 #include <iostream>
 #include <memory>
 #include <thread>
+#include <tuple>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -58,6 +59,25 @@ const std::string& unavailableReason()
 void sleepMilliseconds(int milliseconds)
 {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+void settle(const Tavrin::OpenGL::OpenGLWindow& window)
+{
+    auto placement = [&] {
+        return std::make_tuple(window.getPosition().x(), window.getPosition().y(), window.getSize().x(),
+                               window.getSize().y(), isMaximized(window.getWindowHandle()));
+    };
+    auto last = placement();
+    int unchanged = 0;
+    for (int waited = 0; waited < 3000 && unchanged < 200; waited += 10)
+    {
+        window.processMessages();
+        sleepMilliseconds(10);
+        window.processMessages();
+        const auto now = placement();
+        unchanged = now == last ? unchanged + 10 : 0;
+        last = now;
+    }
 }
 
 #if defined(_WIN32)

@@ -39,6 +39,10 @@ bool runHostProgram(const std::string& commandLine);
 /// Pumps `window`'s thread queue for up to `milliseconds`, or until `done()` holds.
 template <typename Done> bool pumpUntil(const Tavrin::OpenGL::OpenGLWindow& window, int milliseconds, Done done);
 void sleepMilliseconds(int milliseconds);
+/// Pumps the queue until the window manager has answered the placement requests made so far:
+/// the window's rectangle and maximised state unchanged for 200 ms (at most 3 s). Under Wine a
+/// late answer to an earlier request would otherwise move the window back after a check.
+void settle(const Tavrin::OpenGL::OpenGLWindow& window);
 
 template <typename Done> bool pumpUntil(const Tavrin::OpenGL::OpenGLWindow& window, int milliseconds, Done done)
 {

@@ -1,0 +1,193 @@
+// Framebuffer completeness, draw-buffer lists, and the quads drawn into a framebuffer and read
+// back: corners, texture coordinates and winding.
+#include "support/TestSupport.h"
+
+#include <opengl/Framebuffer.h>
+#include <opengl/OpenGLTools.h>
+#include <opengl/Texture2D.h>
+
+#include <GL/glew.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <iostream>
+#include <stdexcept>
+#include <vector>
+
+using namespace Tavrin::OpenGL;
+
+namespace
+{
+template <typename Action> std::string thrownBy(Action action)
+{
+    TavrinTest::StreamCapture out(std::cout);
+    try
+    {
+        action();
+    }
+    catch (const std::runtime_error& error)
+    {
+        return error.what();
+    }
+    return "";
+}
+
+class SequentialDrawBuffers : public ::testing::TestWithParam<std::pair<int, int>> // count, buffers named
+{
+};
+
+using Pixel = std::array<unsigned char, 4>;
+// The 2x2 source texture, bottom row first: texel (s, t) sits at texture corner (s, t).
+const Pixel texel00 = {255, 0, 0, 255}, texel10 = {0, 255, 0, 255}, texel01 = {0, 0, 255, 255},
+            texel11 = {255, 255, 0, 255}, clear = {0, 0, 0, 0};
+
+class Quads : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        target.reserveStorage(1, Eigen::Vector2i(64, 64), GL_RGBA8);
+        framebuffer.attachTexture2D(&target, GL_COLOR_ATTACHMENT0, 0);
+        framebuffer.bind();
+        glViewport(0, 0, 64, 64);
+        const Pixel texels[] = {texel00, texel10, texel01, texel11};
+        source.reserveStorage(1, Eigen::Vector2i(2, 2), GL_RGBA8);
+        source.uploadData(Eigen::Vector2i(2, 2), texels, GL_RGBA, GL_UNSIGNED_BYTE, 0, GL_TEXTURE_2D);
+        glTextureParameteriEXT(source.getHandle(), GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+        glTextureParameteriEXT(source.getHandle(), GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+        source.bind();
+        glEnable(GL_TEXTURE_2D);
+        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glMatrixMode(GL_MODELVIEW);
+        glLoadIdentity();
+    }
+    void TearDown() override
+    {
+        glDisable(GL_TEXTURE_2D);
+        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+        Texture2D::unbind();
+        Framebuffer::unbind();
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    }
+    static Pixel pixel(int x, int y)
+    {
+        Pixel value{};
+        glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, value.data());
+        return value;
+    }
+    // Clears, draws with `culledFace` culled (GL_NONE: no culling) and reads pixel (x, y).
+    template <typename Draw> static Pixel drawn(Draw draw, GLenum culledFace, int x, int y)
+    {
+        glClearColor(0, 0, 0, 0);
+        glClear(GL_COLOR_BUFFER_BIT);
+        if (culledFace != GL_NONE)
+        {
+            glEnable(GL_CULL_FACE);
+            glCullFace(culledFace);
+        }
+        draw();
+        glDisable(GL_CULL_FACE);
+        return pixel(x, y);
+    }
+
+    Framebuffer framebuffer;
+    Texture2D target, source;
+};
+} // namespace
+
+TEST(Framebuffer, CompletenessFollowsAttachments)
+{
+    Framebuffer framebuffer;
+    const auto status = [&] { return thrownBy([&] { framebuffer.checkStatus(); }); };
+    EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
+    Texture2D color, depth;
+    color.reserveStorage(1, Eigen::Vector2i(8, 8), GL_RGBA32F);
+    framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 0);
+    EXPECT_EQ(status(), "");
+    framebuffer.detachTexture2D(GL_COLOR_ATTACHMENT0);
+    EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
+
+    framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 0);
+    framebuffer.attachTexture2D(&color, GL_DEPTH_ATTACHMENT, 0); // colour at the depth point
+    EXPECT_EQ(status(), "Framebuffer incomplete: Incomplete attachment");
+    depth.reserveStorage(1, Eigen::Vector2i(8, 8), GL_DEPTH_COMPONENT24);
+    framebuffer.attachTexture2D(&depth, GL_DEPTH_ATTACHMENT, 0);
+    EXPECT_EQ(status(), "");
+
+    // GL errors surface at the checks: a level the texture lacks, an unknown attachment point.
+    EXPECT_EQ(thrownBy([&] { framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 5); }),
+              "GLCheck: Invalid value");
+    EXPECT_EQ(thrownBy([&] { framebuffer.detachTexture2D(GL_TEXTURE_2D); }), "GLCheck: Invalid enum");
+}
+
+TEST_P(SequentialDrawBuffers, SelectsTheFirstColourAttachments)
+{
+    GLint maxDrawBuffers = 0;
+    glGetIntegerv(GL_MAX_DRAW_BUFFERS, &maxDrawBuffers);
+    Framebuffer framebuffer;
+    OpenGLTools::sequentialDrawBuffers(&framebuffer, GetParam().first);
+    if (GetParam().second >
+        maxDrawBuffers) // the table bound keeps GL within 16 entries; GL refuses more than its own limit
+    {
+        EXPECT_EQ(glGetError(), GLenum(GL_INVALID_VALUE));
+        return;
+    }
+    framebuffer.bind();
+    for (int i = 0; i < maxDrawBuffers; ++i)
+    {
+        GLint buffer = -1;
+        glGetIntegerv(GL_DRAW_BUFFER0 + i, &buffer);
+        EXPECT_EQ(buffer, i < GetParam().second ? GL_COLOR_ATTACHMENT0 + i : GL_NONE) << "draw buffer " << i;
+    }
+    Framebuffer::unbind();
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+}
+
+INSTANTIATE_TEST_SUITE_P(RealGL, SequentialDrawBuffers,
+                         ::testing::Values(std::make_pair(1, 1), std::make_pair(3, 3), std::make_pair(0, 0),
+                                           std::make_pair(-1, 0), std::make_pair(20, 16)));
+
+TEST_F(Quads, DrawQuadCoversItsIntegerRectangleCounterClockwise)
+{
+    glMatrixMode(GL_PROJECTION);
+    glOrtho(0, 64, 0, 64, -1, 1); // one unit per pixel
+    glMatrixMode(GL_MODELVIEW);
+    const auto draw = [] { OpenGLTools::drawQuad(Eigen::Vector2i(10, 20), Eigen::Vector2i(30, 40)); };
+    // Pixels 10..39 by 20..59, texture corner (0, 0) at (10, 20).
+    EXPECT_EQ(drawn(draw, GL_NONE, 10, 20), texel00);
+    EXPECT_EQ(pixel(39, 20), texel10);
+    EXPECT_EQ(pixel(39, 59), texel11);
+    EXPECT_EQ(pixel(10, 59), texel01);
+    for (const auto& outside : {std::array<int, 2>{9, 20}, {40, 20}, {10, 19}, {10, 60}})
+        EXPECT_EQ(pixel(outside[0], outside[1]), clear) << outside[0] << ", " << outside[1];
+    EXPECT_EQ(drawn(draw, GL_BACK, 20, 30), texel00);
+    EXPECT_EQ(drawn(draw, GL_FRONT, 20, 30), clear);
+}
+
+TEST_F(Quads, DrawViewportQuadCoversTheViewportClockwise)
+{
+    const auto draw = [] { OpenGLTools::drawViewportQuad(Eigen::Vector2f(0, 0), Eigen::Vector2f(1, 1)); };
+    EXPECT_EQ(drawn(draw, GL_NONE, 0, 0), texel00);
+    EXPECT_EQ(pixel(63, 0), texel10);
+    EXPECT_EQ(pixel(63, 63), texel11);
+    EXPECT_EQ(pixel(0, 63), texel01);
+    EXPECT_EQ(drawn(draw, GL_BACK, 10, 10), clear);
+    EXPECT_EQ(drawn(draw, GL_FRONT, 10, 10), texel00);
+
+    // Offset and scale move it to the upper right quarter; the matrix and colour it leaves.
+    glTranslatef(0, 0, 0.25f); // not the identity, yet moves nothing on screen
+    glColor4f(0.2f, 0.3f, 0.4f, 0.5f);
+    std::vector<GLfloat> before(16), after(16), color(4);
+    glGetFloatv(GL_MODELVIEW_MATRIX, before.data());
+    EXPECT_EQ(drawn([] { OpenGLTools::drawViewportQuad(Eigen::Vector2f(0.5f, 0.5f), Eigen::Vector2f(0.5f, 0.5f)); },
+                    GL_NONE, 31, 31),
+              clear);
+    EXPECT_EQ(pixel(32, 32), texel00);
+    EXPECT_EQ(pixel(63, 63), texel11);
+    glGetFloatv(GL_MODELVIEW_MATRIX, after.data());
+    glGetFloatv(GL_CURRENT_COLOR, color.data());
+    EXPECT_EQ(before, after);
+    EXPECT_EQ(color, (std::vector<GLfloat>{1, 1, 1, 1}));
+}
