@@ -486,7 +486,8 @@ void handleKey(XKeyEvent& event, bool pressed)
     bool extended = false;
     const unsigned int scan = X11::scanCode(event.keycode, extended);
     const bool altKey = symbol == XK_Alt_L || symbol == XK_Alt_R || symbol == XK_Meta_L || symbol == XK_Meta_R;
-    const bool altHeld = (event.state & Mod1Mask) || (pressed && altKey);
+    // The state is the one before the event: Alt is held while it goes down, not after it is up.
+    const bool altHeld = pressed ? ((event.state & Mod1Mask) || altKey) : ((event.state & Mod1Mask) && !altKey);
     const bool system = (altHeld && !(event.state & ControlMask)) || key == keyF10;
 
     unsigned long long bits = 1 | (static_cast<unsigned long long>(scan & 0xFF) << 16);
