@@ -769,7 +769,7 @@ WindowHandle createWindow(OpenGLWindow* owner, const std::string& title, WindowH
     attributes.background_pixel = 0; // black, as the Win32 class's brush
     attributes.border_pixel = 0;
     attributes.event_mask = KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | PointerMotionMask |
-                            FocusChangeMask | StructureNotifyMask | ExposureMask | PropertyChangeMask;
+                            FocusChangeMask | StructureNotifyMask | ExposureMask;
     const Window window =
         XCreateWindow(display, root, initialLeft, initialTop, initialClientWidth, initialClientHeight, 0, depth,
                       InputOutput, visual, CWColormap | CWBackPixel | CWBorderPixel | CWEventMask, &attributes);
