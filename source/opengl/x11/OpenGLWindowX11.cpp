@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <iterator>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -42,7 +43,7 @@ const unsigned long long systemCommandClose = 0xF060;
 const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
 const unsigned long long mouseLeft = 0x01, mouseRight = 0x02, mouseShift = 0x04, mouseControl = 0x08,
                          mouseMiddle = 0x10, mouseExtra1 = 0x20, mouseExtra2 = 0x40;
-const unsigned int keyAlt = 0x12, keyF4 = 0x73, keyF10 = 0x79;
+const unsigned int keyF4 = 0x73, keyF10 = 0x79;
 const int wheelDelta = 120;
 
 const int initialLeft = 100, initialTop = 100, initialClientWidth = 400, initialClientHeight = 300;
@@ -649,6 +650,9 @@ void handleEvent(XEvent& event)
         if (event.xfocus.mode == NotifyGrab || event.xfocus.mode == NotifyUngrab ||
             event.xfocus.detail == NotifyPointer || event.xfocus.detail == NotifyInferior)
             break;
+        // Keys released while another window has the focus are not seen: none counts as down.
+        if (event.type == FocusOut)
+            std::fill(std::begin(keysDown), std::end(keysDown), false);
         send(event.xfocus.window, event.type == FocusIn ? messageSetFocus : messageKillFocus, 0, 0);
         break;
     case Expose:
