@@ -90,7 +90,8 @@ void writeBorderlessStyles(WindowHandle window, int style, int exStyle);
 /// The monitor nearest to the window.
 MonitorHandle monitorFromWindow(WindowHandle window);
 
-/// The whole rectangle of `monitor` in virtual-screen coordinates; false when it is not known.
+/// The whole rectangle of `monitor` in virtual-screen coordinates; false when it is not known
+/// (`monitor` may be null when monitorFromWindow found none).
 bool monitorRect(MonitorHandle monitor, OpenGLWindow::Rect& rect);
 
 /// Moves and sizes the outer window to `rect`, z-order and activation kept, frame recomputed.
