@@ -976,7 +976,7 @@ MonitorHandle monitorFromWindow(WindowHandle window)
 
 bool monitorRect(MonitorHandle monitor, OpenGLWindow::Rect& rect)
 {
-    Display* display = X11::acquireDisplay();
+    Display* display = monitor ? X11::acquireDisplay() : nullptr;
     if (!display)
         return false;
     bool found = false;
