@@ -1,6 +1,7 @@
 #pragma once
 
 #include <opengl/GLCheck.h>
+#include <opengl/GLSLException.h>
 #include <opengl/Platform.h>
 
 #include <Eigen/Core>
@@ -49,7 +50,7 @@ public:
     /// directory). Existence of all six is asked first, through FileTools::fileExists with
     /// `loader`; every stage found is compiled (text read through the loader, or from disk
     /// without one), attached in that order, and the program is linked. The caller owns the
-    /// result.
+    /// result. `loader` may be left out (null): names are then plain paths.
     ///
     /// Throws std::runtime_error("No shader file for program'" + baseName + "'") when no stage
     /// file exists, before any GL object is made; GLSLException with the driver's log when a
@@ -64,9 +65,10 @@ public:
     static Program* loadFromFile(const std::string& baseName, const FileLoader* loader = nullptr);
 
     /// Builds a program from sources, one per stage; an empty string skips that stage. Stages
-    /// are compiled and attached in the order of the arguments, then the program is linked
-    /// (six empty strings give a program without shaders, whose link fails with the driver's
-    /// log). The caller owns the result. Throws and releases as loadFromFile does.
+    /// are compiled and attached in the order of the arguments, then the program is linked.
+    /// Nothing requires a stage: six empty strings give a program without shaders, linked by
+    /// the driver's rules (a compatibility profile may accept it; a refusal throws the
+    /// driver's log). The caller owns the result. Throws and releases as loadFromFile does.
     static Program* loadFromSource(const std::string& vertex, const std::string& tessellationControl,
                                    const std::string& tessellationEvaluation, const std::string& geometry,
                                    const std::string& fragment, const std::string& compute);

@@ -88,8 +88,8 @@ protected:
     void checkStatus();
     /// As checkStatus(), but the thrown log is first rewritten by mapInfoLog with `lines`,
     /// `files` and Program::getVendor(). `text` is neither read nor written. For derived
-    /// shader classes that compile sources assembled from several files; if they call it from
-    /// their own constructor, releasing the GL shader on failure is up to them.
+    /// shader classes that compile sources assembled from several files (when it throws from
+    /// a derived constructor, the Shader base's destructor deletes the GL shader).
     void checkStatus(std::string& text, std::vector<int>& lines, std::vector<std::string>& files);
 
     unsigned int handle;

@@ -3,14 +3,13 @@
 #include <opengl/GLCheck.h>
 #include <opengl/Program.h>
 
-#include <core/StringTools.h>
-
 #include <GL/glew.h>
 
 #include <climits>
 #include <cmath>
 #include <iostream>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace Tavrin
@@ -64,9 +63,14 @@ TransferFormat imageTransferFormat(GLint internalFormat)
 // are never taken for images.
 bool isImageUniform(const Program* const program, const std::string& uniformName)
 {
-    const std::vector<std::string> pieces = StringTools::tokenize(uniformName, "[");
-    // An empty name splits into no piece: look it up as the empty name, which matches nothing.
-    const std::string baseName = pieces.empty() ? std::string() : pieces.front();
+    // The first piece that StringTools::tokenize(uniformName, "[") would give (the name without
+    // an array subscript), found in place: this runs on every push of every device update. A
+    // name with no piece (empty, or only '[') is looked up as the empty name, matching nothing.
+    const std::size_t begin = uniformName.find_first_not_of('[');
+    const std::string_view baseName =
+        begin == std::string::npos
+            ? std::string_view()
+            : std::string_view(uniformName).substr(begin, uniformName.find('[', begin) - begin);
 
     GLint uniformCount = 0;
     glGetProgramiv(program->getHandle(), GL_ACTIVE_UNIFORMS, &uniformCount);
@@ -77,7 +81,7 @@ bool isImageUniform(const Program* const program, const std::string& uniformName
         GLint size = 0;
         GLenum type = 0;
         glGetActiveUniform(program->getHandle(), GLuint(i), 255, &length, &size, &type, name);
-        if (baseName == name)
+        if (baseName == std::string_view(name))
         {
             TAVRIN_GL_CHECK();
             return type >= GL_IMAGE_1D && type <= GL_UNSIGNED_INT_IMAGE_2D_MULTISAMPLE_ARRAY;

@@ -63,26 +63,25 @@ TEST_P(GLCheckProvoked, WarnsOnStdoutAndThrowsTheMessage)
 
 INSTANTIATE_TEST_SUITE_P(
     RealGL, GLCheckProvoked,
-    ::testing::Values(
-        ProvokedError{"InvalidEnum", [] { glEnable(0xFFFF); }, "GLCheck: Invalid enum"},
-        ProvokedError{"InvalidValue", [] { glLineWidth(-1.0f); }, "GLCheck: Invalid value"},
-        ProvokedError{"InvalidOperation", [] { glEnd(); }, "GLCheck: Invalid operation"},
-        ProvokedError{"StackUnderflow",
-                      [] {
-                          glMatrixMode(GL_MODELVIEW);
-                          glPopMatrix();
-                      },
-                      "GLCheck: Stack underflow"},
-        ProvokedError{"InvalidFramebufferOperation",
-                      [] {
-                          GLuint framebuffer = 0;
-                          glGenFramebuffers(1, &framebuffer);
-                          glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
-                          glClear(GL_COLOR_BUFFER_BIT);
-                          glBindFramebuffer(GL_FRAMEBUFFER, 0);
-                          glDeleteFramebuffers(1, &framebuffer);
-                      },
-                      "GLCheck: Invalid framebuffer operation"}),
+    ::testing::Values(ProvokedError{"InvalidEnum", [] { glEnable(0xFFFF); }, "GLCheck: Invalid enum"},
+                      ProvokedError{"InvalidValue", [] { glLineWidth(-1.0f); }, "GLCheck: Invalid value"},
+                      ProvokedError{"InvalidOperation", [] { glEnd(); }, "GLCheck: Invalid operation"},
+                      ProvokedError{"StackUnderflow",
+                                    [] {
+                                        glMatrixMode(GL_MODELVIEW);
+                                        glPopMatrix();
+                                    },
+                                    "GLCheck: Stack underflow"},
+                      ProvokedError{"InvalidFramebufferOperation",
+                                    [] {
+                                        GLuint framebuffer = 0;
+                                        glGenFramebuffers(1, &framebuffer);
+                                        glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+                                        glClear(GL_COLOR_BUFFER_BIT);
+                                        glBindFramebuffer(GL_FRAMEBUFFER, 0);
+                                        glDeleteFramebuffers(1, &framebuffer);
+                                    },
+                                    "GLCheck: Invalid framebuffer operation"}),
     [](const ::testing::TestParamInfo<ProvokedError>& info) { return std::string(info.param.name); });
 
 TEST(GLCheck, StackOverflowWritesTheThreeDepthLines)

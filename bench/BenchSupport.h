@@ -1,0 +1,33 @@
+// The benchmark program's frame: one headless GL context for the whole run, and the table of
+// ratios (library time per iteration / raw-GL baseline time per iteration) printed after it.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+namespace TavrinBench
+{
+enum class Clock
+{
+    Cpu, // the calling thread's CPU time: what the library itself costs
+    Real // wall-clock time: for work the driver does on other threads
+};
+
+/// Adds a line to the ratio table: the time per iteration of benchmark `library` divided by
+/// that of benchmark `baseline`, both names as registered (arguments included, e.g.
+/// "DeviceUpdate/1"). Each side counts with its fastest repetition (the "min" statistic of
+/// shortRun), or its single run. Call it at static initialisation, next to the BENCHMARK
+/// registrations.
+bool addRatio(const std::string& label, const std::string& library, const std::string& baseline,
+              Clock clock = Clock::Cpu);
+
+/// The settings every benchmark here runs with (Apply(TavrinBench::shortRun)): microseconds,
+/// many short repetitions, aggregates only, with a "min" statistic. On a shared machine other
+/// load only ever adds time, so the fastest repetition is the steadiest estimate of the cost.
+void shortRun(benchmark::internal::Benchmark* benchmark);
+
+/// Throws std::runtime_error when GL has an error pending: the baselines' stand-in for the
+/// library's check, so that both sides make the same glGetError calls.
+void checkRawGL();
+} // namespace TavrinBench

@@ -1,0 +1,119 @@
+// Helpers shared by the device tests: RGBA float texels in and out of textures, GL queries.
+#pragma once
+
+#include "support/TestSupport.h"
+
+#include <opengl/Program.h>
+#include <opengl/Texture2D.h>
+
+#include <Eigen/Core>
+#include <GL/glew.h>
+
+#include <array>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace DeviceTest
+{
+using Texel = std::array<float, 4>;
+
+/// Texels of one RGBA32F level, row by row from the bottom, as GL lays them out.
+struct Level
+{
+    Eigen::Vector2i size{0, 0};
+    std::vector<Texel> texels;
+
+    Level() = default;
+    explicit Level(const Eigen::Vector2i& size) : size(size), texels(std::size_t(size.x() * size.y())) {}
+    Texel& at(int x, int y) { return texels[std::size_t(y * size.x() + x)]; }
+    const Texel& at(int x, int y) const { return texels[std::size_t(y * size.x() + x)]; }
+};
+
+/// A deterministic, not too regular RGBA32F level.
+inline Level patternLevel(const Eigen::Vector2i& size, unsigned int seed)
+{
+    Level level(size);
+    unsigned int state = seed * 2654435761u + 1u;
+    for (Texel& texel : level.texels)
+        for (float& channel : texel)
+        {
+            state = state * 1664525u + 1013904223u;
+            channel = float((state >> 8) % 1000u) / 8.0f - 60.0f; // exact in float
+        }
+    return level;
+}
+
+/// A texture with one RGBA32F level holding `level`.
+inline std::shared_ptr<Tavrin::OpenGL::Texture2D> textureWith(const Level& level)
+{
+    auto texture = std::make_shared<Tavrin::OpenGL::Texture2D>();
+    texture->reserveStorage(1, level.size, GL_RGBA32F);
+    texture->uploadData(level.size, level.texels.data(), GL_RGBA, GL_FLOAT, 0, GL_TEXTURE_2D);
+    return texture;
+}
+
+inline Eigen::Vector2i levelSize(const Tavrin::OpenGL::Texture2D& texture, int level)
+{
+    GLint width = 0, height = 0;
+    glGetTextureLevelParameterivEXT(texture.getHandle(), GL_TEXTURE_2D, level, GL_TEXTURE_WIDTH, &width);
+    glGetTextureLevelParameterivEXT(texture.getHandle(), GL_TEXTURE_2D, level, GL_TEXTURE_HEIGHT, &height);
+    return Eigen::Vector2i(width, height);
+}
+
+/// Level `level` of an RGBA texture read back as floats.
+inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
+{
+    Level result(levelSize(texture, level));
+    texture.downloadData(level, GL_RGBA, GL_FLOAT, result.texels.data(), int(result.texels.size() * sizeof(Texel)));
+    return result;
+}
+
+/// The text of the std::runtime_error that `action` throws ("" if none); std::cout is captured
+/// so that GL check warnings stay out of the test log.
+template <typename Action> std::string thrownBy(Action action)
+{
+    TavrinTest::StreamCapture out(std::cout);
+    try
+    {
+        action();
+    }
+    catch (const std::runtime_error& error)
+    {
+        return error.what();
+    }
+    return "";
+}
+
+inline GLint integer(GLenum name)
+{
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
+inline GLint uniformInt(const Tavrin::OpenGL::Program& program, const char* name)
+{
+    GLint value[2] = {-1, -1};
+    glGetUniformiv(program.getHandle(), glGetUniformLocation(program.getHandle(), name), value);
+    return value[0];
+}
+
+/// GL_FRAMEBUFFER_ATTACHMENT_* `parameter` of `attachment` of framebuffer `framebuffer`.
+inline GLint attachmentParameter(unsigned int framebuffer, GLenum attachment, GLenum parameter)
+{
+    GLint value = -1;
+    glGetNamedFramebufferAttachmentParameterivEXT(framebuffer, attachment, parameter, &value);
+    return value;
+}
+
+/// Leaves GL_INVALID_ENUM pending: code that makes a checked GL call afterwards throws, and
+/// code that makes none leaves it for the test to find.
+inline void leaveErrorPending()
+{
+    TavrinTest::drainGLErrors();
+    glActiveTexture(GL_TEXTURE0 - 1);
+}
+} // namespace DeviceTest
