@@ -1,5 +1,6 @@
 // One GL context for the whole test executable, current on the main thread, and the GL object
 // census: every test must end with no more live GL objects than it started with.
+#include "support/GLTestEnvironment.h"
 #include "support/TestSupport.h"
 
 #include <opengl/HeadlessContext.h>
@@ -10,6 +11,12 @@
 
 #include <algorithm>
 #include <memory>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <EGL/egl.h>
+#endif
 
 namespace
 {
@@ -23,7 +30,6 @@ public:
     }
     void TearDown() override { context.reset(); }
 
-private:
     std::unique_ptr<Tavrin::OpenGL::HeadlessContext> context;
 };
 
@@ -54,9 +60,27 @@ class GLObjectCensus : public ::testing::EmptyTestEventListener
     std::vector<std::string> before;
 };
 
-::testing::Environment* const environment = ::testing::AddGlobalTestEnvironment(new GLTestEnvironment);
+GLTestEnvironment* const environment =
+    static_cast<GLTestEnvironment*>(::testing::AddGlobalTestEnvironment(new GLTestEnvironment));
 const bool censusInstalled = [] {
     ::testing::UnitTest::GetInstance()->listeners().Append(new GLObjectCensus);
     return true;
 }();
 } // namespace
+
+namespace TavrinTest
+{
+NoCurrentContext::NoCurrentContext()
+{
+#if defined(_WIN32)
+    wglMakeCurrent(nullptr, nullptr);
+#else
+    eglMakeCurrent(eglGetCurrentDisplay(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+#endif
+}
+
+NoCurrentContext::~NoCurrentContext()
+{
+    environment->context->makeCurrent();
+}
+} // namespace TavrinTest
