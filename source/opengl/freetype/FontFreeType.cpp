@@ -60,33 +60,42 @@ bool hasCurrentContext()
 
 // The face file that fontconfig matches for `name` (regular weight, upright, with outlines, like
 // the GDI request); false when there is none. fontconfig substitutes unknown names, so a match
-// is found whenever any face is installed.
+// is found whenever any face is installed. A configuration of its own, loaded and destroyed here
+// (a few milliseconds from fontconfig's caches): FcInit's process-wide one is never freed and
+// leaks memory to LeakSanitizer.
 bool findFaceFile(const std::string& name, std::string& file, int& index)
 {
-    if (!FcInit())
+    FcConfig* config = FcInitLoadConfigAndFonts();
+    if (!config)
         return false;
     FcPattern* pattern = FcPatternCreate();
     if (!pattern)
+    {
+        FcConfigDestroy(config);
         return false;
+    }
     if (!name.empty())
         FcPatternAddString(pattern, FC_FAMILY, reinterpret_cast<const FcChar8*>(name.c_str()));
     FcPatternAddInteger(pattern, FC_WEIGHT, FC_WEIGHT_REGULAR);
     FcPatternAddInteger(pattern, FC_SLANT, FC_SLANT_ROMAN);
     FcPatternAddBool(pattern, FC_OUTLINE, FcTrue);
-    FcConfigSubstitute(nullptr, pattern, FcMatchPattern);
+    FcConfigSubstitute(config, pattern, FcMatchPattern);
     FcDefaultSubstitute(pattern);
     FcResult result = FcResultNoMatch;
-    FcPattern* match = FcFontMatch(nullptr, pattern, &result);
+    FcPattern* match = FcFontMatch(config, pattern, &result);
     FcPatternDestroy(pattern);
-    if (!match)
-        return false;
-    FcChar8* path = nullptr;
-    const bool found = FcPatternGetString(match, FC_FILE, 0, &path) == FcResultMatch && path;
-    if (found)
-        file = reinterpret_cast<const char*>(path);
-    index = 0;
-    FcPatternGetInteger(match, FC_INDEX, 0, &index);
-    FcPatternDestroy(match);
+    bool found = false;
+    if (match)
+    {
+        FcChar8* path = nullptr;
+        found = FcPatternGetString(match, FC_FILE, 0, &path) == FcResultMatch && path;
+        if (found)
+            file = reinterpret_cast<const char*>(path);
+        index = 0;
+        FcPatternGetInteger(match, FC_INDEX, 0, &index);
+        FcPatternDestroy(match);
+    }
+    FcConfigDestroy(config);
     return found;
 }
 
@@ -215,12 +224,16 @@ private:
 // The tessellator's callbacks emit straight into the display list being compiled.
 struct Tessellation
 {
+    GLdouble normalZ;
     std::deque<std::array<GLdouble, 3>> combined; // stable addresses for vertices made at crossings
 };
 
-void GLAPIENTRY onBegin(GLenum type)
+// The normal goes inside glBegin/glEnd: Mesa 22.3 leaks memory from display lists that record a
+// normal outside a primitive (seen with LeakSanitizer).
+void GLAPIENTRY onBegin(GLenum type, void* polygon)
 {
     glBegin(type);
+    glNormal3d(0, 0, static_cast<Tessellation*>(polygon)->normalZ);
 }
 
 void GLAPIENTRY onVertex(void* vertex)
@@ -251,10 +264,9 @@ void fillFace(GLUtesselator* tessellator, const std::vector<Contour>& contours, 
         total += contour.size();
     vertices.reserve(total); // the tessellator keeps pointers into it until the polygon ends
 
-    Tessellation tessellation;
+    Tessellation tessellation{normalZ, {}};
     gluTessProperty(tessellator, GLU_TESS_WINDING_RULE, windingRule);
     gluTessNormal(tessellator, 0, 0, normalZ);
-    glNormal3d(0, 0, normalZ);
     gluTessBeginPolygon(tessellator, &tessellation);
     for (const Contour& contour : contours)
     {
@@ -373,7 +385,7 @@ unsigned int Detail::buildFontOutlines(const std::string& name, int listCount, F
         warnOutline(noListsCode);
         return 0;
     }
-    gluTessCallback(tessellator, GLU_TESS_BEGIN, reinterpret_cast<_GLUfuncptr>(&onBegin));
+    gluTessCallback(tessellator, GLU_TESS_BEGIN_DATA, reinterpret_cast<_GLUfuncptr>(&onBegin));
     gluTessCallback(tessellator, GLU_TESS_VERTEX, reinterpret_cast<_GLUfuncptr>(&onVertex));
     gluTessCallback(tessellator, GLU_TESS_END, reinterpret_cast<_GLUfuncptr>(&onEnd));
     gluTessCallback(tessellator, GLU_TESS_COMBINE_DATA, reinterpret_cast<_GLUfuncptr>(&onCombine));
