@@ -148,6 +148,73 @@ public:
     /// therefore reaches onWindowClosed and then destroys the native window.
     void processMessages() const;
 
+    // X11 (Linux) binding, where Win32 has no counterpart to follow:
+    //
+    // - Connection: all windows of the process share one display connection ($DISPLAY), opened
+    //   by the first window and closed when the last window object is destroyed. The GLX
+    //   contexts made on it are destroyed with it (a context cannot outlive its connection), so
+    //   no context is current afterwards; the next window makes a fresh one, as it would anyway.
+    //   X errors on that connection (requests on a window someone else destroyed) are ignored,
+    //   as Win32 calls on stale handles fail quietly; errors on other connections reach the
+    //   handler installed before.
+    // - Window: a top-level window mapped at creation; `parent` becomes its owner
+    //   (WM_TRANSIENT_FOR), as Win32 makes an overlapped window with a parent an owned window;
+    //   a `parent` that is not a window fails with "Failed to create window.". The title goes to
+    //   WM_NAME, to _NET_WM_NAME (as UTF-8; a title that is not UTF-8 is read as Latin-1) and,
+    //   as the class name, to WM_CLASS. The display that cannot be opened also fails with
+    //   "Failed to create window.".
+    // - Pixel format: every window gets the same GLX frame-buffer configuration, so the one
+    //   context fits them all: window-drawable, RGBA, double-buffered, at least 8 bits per colour
+    //   channel; preferring stereo, then no caveat, 8 alpha bits, no depth, stencil,
+    //   accumulation, auxiliary or multisample buffers, 8-bit channels, the root window's depth.
+    //   Without one, the window is made with the default visual and "Failed to set pixel
+    //   format." follows. The device context is an X11DeviceContext {display, window, that
+    //   configuration}.
+    // - Messages: processMessages dispatches the events waiting on the connection (an XPending
+    //   loop, no waiting). lParam words are packed as MAKELPARAM (low | high << 16, zero-extended);
+    //   MK_* flags: MK_LBUTTON 0x1, MK_RBUTTON 0x2, MK_SHIFT 0x4, MK_CONTROL 0x8, MK_MBUTTON 0x10,
+    //   MK_XBUTTON1 0x20, MK_XBUTTON2 0x40, as held after the event.
+    //     WM_DELETE_WINDOW (close request) -> WM_CLOSE 0x0010 (0, 0); default processing then
+    //       destroys the window: WM_DESTROY 0x0002 and WM_NCDESTROY 0x0082 (0, 0) reach the object
+    //       first, as they do when the destructor (or another client) destroys the window.
+    //     KeyPress -> WM_KEYDOWN 0x0100, or WM_SYSKEYDOWN 0x0104 while Alt is held without Control
+    //       (Alt itself included) and for F10; wParam the virtual-key code; lParam repeat count 1,
+    //       scan code (PC set 1) in bits 16-23, bit 24 extended key, bit 29 Alt held (system keys
+    //       only), bit 30 key already down (auto-repeat). Then WM_CHAR 0x0102 (WM_SYSCHAR 0x0106
+    //       for system keys) per UTF-16 unit typed, same lParam. Default processing of Alt+F4:
+    //       WM_SYSCOMMAND 0x0112 (SC_CLOSE 0xF060, 0), then as the close request.
+    //     KeyRelease -> WM_KEYUP 0x0101 / WM_SYSKEYUP 0x0105, bits 30 and 31 set; the Alt key's
+    //       own release is a WM_KEYUP.
+    //     ButtonPress/Release 1, 2, 3 -> WM_LBUTTONDOWN 0x0201/UP 0x0202, WM_MBUTTONDOWN 0x0207/
+    //       UP 0x0208, WM_RBUTTONDOWN 0x0204/UP 0x0205 (MK_*, client x and y); 8, 9 ->
+    //       WM_XBUTTONDOWN 0x020B/UP 0x020C (MK_* | XBUTTON1 1 or XBUTTON2 2 << 16, client x, y);
+    //       4, 5 -> WM_MOUSEWHEEL 0x020A and 6, 7 -> WM_MOUSEHWHEEL 0x020E (MK_* | delta << 16,
+    //       +120 up or right, -120 down or left; screen x, y).
+    //     MotionNotify -> WM_MOUSEMOVE 0x0200 (MK_*, client x, y).
+    //     FocusIn/FocusOut (not those of keyboard grabs) -> WM_SETFOCUS 0x0007/WM_KILLFOCUS 0x0008.
+    //     ConfigureNotify -> WM_MOVE 0x0003 (0, client top-left in screen coordinates) when the
+    //       client area moved, then WM_SIZE 0x0005 (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client
+    //       width and height) when it changed size.
+    //     Iconified (UnmapNotify with WM_STATE Iconic) -> WM_SIZE (SIZE_MINIMIZED 1, 0); mapped
+    //       again -> WM_SIZE with the restored or maximised size.
+    //     Expose (the last of a series) -> WM_PAINT 0x000F (0, 0).
+    //   Virtual keys come from the key's unshifted symbol: 'A'..'Z', '0'..'9', F1..F24
+    //   0x70..0x87, arrows 0x25..0x28, Escape 0x1B, Return (keypad Enter too) 0x0D, Space 0x20,
+    //   Tab 0x09, Backspace 0x08, Shift 0x10, Control 0x11, Alt 0x12, editing and navigation
+    //   keys, the keypad (digits while Num Lock is on), the Windows and menu keys, and the US
+    //   punctuation keys (VK_OEM_*); 0 for keys without a Win32 counterpart. Creation's own
+    //   placement is not reported (on Win32 it happens before a host can listen).
+    // - Placement: the outer rectangle is the client area plus the window manager's
+    //   _NET_FRAME_EXTENTS (none without a window manager); setClientSize adds the frame last
+    //   seen on a framed window. Move, size, maximise (_NET_WM_STATE_MAXIMIZED_VERT and _HORZ)
+    //   and full screen (_NET_WM_STATE_FULLSCREEN, the window manager removing the frame; the
+    //   full-screen flag is what the style word keeps) are requests that the window manager
+    //   carries out: each call waits up to 0.5 s for it, so that a getter called next sees the
+    //   result. Without an EWMH window manager the state hints are only recorded.
+    // - Monitors: XRandR's active monitors (XRRGetMonitors), handle = the monitor's name atom;
+    //   without XRandR 1.5, the whole screen as one monitor named "screen". The window's monitor
+    //   is the one containing its outer rectangle's centre, else the nearest to it.
+
     /// Moves the outer window's top-left corner to `position` (size, z-order and activation kept).
     void setPosition(const Eigen::Vector2i& position) const;
     /// Sets the outer size, frame included (position, z-order and activation kept).

@@ -140,31 +140,5 @@ bool runHostProgram(const std::string& commandLine)
     CloseHandle(process.hProcess);
     return true;
 }
-#else
-// Until the X11 back end exists no window is created here, so these are never reached.
-bool windowExists(Tavrin::OpenGL::WindowHandle)
-{
-    return false;
-}
-void postMessage(Tavrin::OpenGL::WindowHandle, unsigned int, unsigned long long, long long) {}
-void maximize(Tavrin::OpenGL::WindowHandle) {}
-void restore(Tavrin::OpenGL::WindowHandle) {}
-void activate(Tavrin::OpenGL::WindowHandle) {}
-bool isMaximized(Tavrin::OpenGL::WindowHandle)
-{
-    return false;
-}
-Eigen::Vector2i screenSize()
-{
-    return Eigen::Vector2i::Zero();
-}
-std::uint32_t readClientPixel(Tavrin::OpenGL::WindowHandle, int, int)
-{
-    return 0;
-}
-bool runHostProgram(const std::string& commandLine)
-{
-    return std::system(commandLine.c_str()) == 0;
-}
 #endif
 } // namespace TavrinWindowTest
