@@ -9,8 +9,9 @@
 #ifndef PSAPI_VERSION
 #define PSAPI_VERSION 2 // K32GetProcessMemoryInfo from kernel32: no psapi import library needed
 #endif
-#include <psapi.h>
 #include <windows.h>
+// psapi.h needs the types of windows.h first.
+#include <psapi.h>
 #else
 #include <fstream>
 #include <unistd.h>
