@@ -74,6 +74,7 @@ public:
         std::vector<unsigned char> red(size_t(width) * size_t(height));
         glPixelStorei(GL_PACK_ALIGNMENT, 1);
         glReadPixels(0, 0, width, height, GL_RED, GL_UNSIGNED_BYTE, red.data());
+        glPixelStorei(GL_PACK_ALIGNMENT, 4); // GL's default, which later tests rely on
         return red;
     }
 
