@@ -21,12 +21,15 @@ namespace FontTest
 {
 /// A texture + framebuffer object of width x height pixels, bound while alive, with projection
 /// and model-view set up so that pixel (x, y) is at (x, y) and text of `emPixels` per em sits
-/// with its origin at (originX, originY).
+/// with its origin at (originX, originY). The GL state it changes is restored on destruction.
 class TextTarget
 {
 public:
     TextTarget(int width, int height) : width(width), height(height)
     {
+        // Everything changed here goes back in the destructor: later tests expect GL's defaults.
+        glPushAttrib(GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_VIEWPORT_BIT | GL_ENABLE_BIT | GL_POLYGON_BIT);
+        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
         glGenTextures(1, &texture);
         glBindTexture(GL_TEXTURE_2D, texture);
         glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
@@ -51,6 +54,8 @@ public:
         glLoadIdentity();
         glMatrixMode(GL_MODELVIEW);
         glLoadIdentity();
+        glPopClientAttrib();
+        glPopAttrib();
     }
     TextTarget(const TextTarget&) = delete;
     TextTarget& operator=(const TextTarget&) = delete;
