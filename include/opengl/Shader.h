@@ -5,6 +5,7 @@
 
 #include <GL/glew.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -93,6 +94,11 @@ protected:
     void checkStatus(std::string& text, std::vector<int>& lines, std::vector<std::string>& files);
 
     unsigned int handle;
+
+private:
+    // The compiling constructors' shared steps: checks the creation, takes the source from
+    // `loadSource`, compiles, checkStatus(); deletes the GL shader if any step throws.
+    void compileOrRelease(const std::function<std::string()>& loadSource);
 
     friend class Program;
 };

@@ -1,10 +1,11 @@
 #include <opengl/ComputeDevice.h>
 
+#include "DeviceUpdateStart.h"
+
 #include <opengl/GLCheck.h>
 
 #include <GL/glew.h>
 
-#include <iostream>
 #include <stdexcept>
 
 namespace Tavrin
@@ -26,14 +27,8 @@ ComputeDevice::~ComputeDevice() = default;
 
 bool ComputeDevice::update()
 {
-    if (outputTextures.empty() || !outputTextures.front().texture)
-    {
-        std::cerr << "ERROR: "
-                  << "No output texture.";
+    if (!Detail::readyToUpdate(outputTextures, program))
         return false;
-    }
-    if (!program)
-        throw std::runtime_error("No program.");
 
     program->use();
     beforeRendering();

@@ -1,11 +1,12 @@
 #include <opengl/FramebufferTexture2DDevice.h>
 
+#include "DeviceUpdateStart.h"
+
 #include <opengl/GLCheck.h>
 #include <opengl/OpenGLTools.h>
 
 #include <GL/glew.h>
 
-#include <iostream>
 #include <stdexcept>
 
 namespace Tavrin
@@ -68,14 +69,8 @@ FramebufferTexture2DDevice::~FramebufferTexture2DDevice() = default;
 
 bool FramebufferTexture2DDevice::update()
 {
-    if (outputTextures.empty() || !outputTextures.front().texture)
-    {
-        std::cerr << "ERROR: "
-                  << "No output texture.";
+    if (!Detail::readyToUpdate(outputTextures, program))
         return false;
-    }
-    if (!program)
-        throw std::runtime_error("No program.");
 
     // One value sizes the framebuffer list and counts the passes, so they cannot disagree.
     const int mipLevelCount = getMipLevelCount();

@@ -74,30 +74,22 @@ Shader::Shader(ShaderType type) : handle(glCreateShader(static_cast<GLenum>(type
 Shader::Shader(ShaderType type, const std::string& fileName, const FileLoader* loader)
     : handle(glCreateShader(static_cast<GLenum>(type)))
 {
-    // A throwing constructor runs no destructor: release the GL shader here.
-    try
-    {
-        TAVRIN_GL_CHECK();
-        const std::string source = loader ? loader->loadFileAsString(fileName) : FileTools::loadFileAsString(fileName);
-        const GLchar* text = source.c_str();
-        glShaderSource(handle, 1, &text, nullptr);
-        TAVRIN_GL_CHECK();
-        glCompileShader(handle);
-        TAVRIN_GL_CHECK();
-        checkStatus();
-    }
-    catch (...)
-    {
-        glDeleteShader(handle);
-        throw;
-    }
+    compileOrRelease(
+        [&] { return loader ? loader->loadFileAsString(fileName) : FileTools::loadFileAsString(fileName); });
 }
 
 Shader::Shader(ShaderType type, const std::string& source) : handle(glCreateShader(static_cast<GLenum>(type)))
 {
+    compileOrRelease([&] { return source; });
+}
+
+void Shader::compileOrRelease(const std::function<std::string()>& loadSource)
+{
+    // A throwing constructor runs no destructor: release the GL shader here.
     try
     {
         TAVRIN_GL_CHECK();
+        const std::string source = loadSource();
         const GLchar* text = source.c_str();
         glShaderSource(handle, 1, &text, nullptr);
         TAVRIN_GL_CHECK();
