@@ -2,12 +2,30 @@
 // ratios (library time per iteration / raw-GL baseline time per iteration) printed after it.
 #pragma once
 
+#include <opengl/GLCheck.h>
+
 #include <benchmark/benchmark.h>
 
 #include <string>
 
 namespace TavrinBench
 {
+/// Switches the library's GL check for one benchmark run and back.
+class CheckSwitch
+{
+public:
+    explicit CheckSwitch(bool on) : previous(Tavrin::OpenGL::GLCheck::enableGLCheck)
+    {
+        Tavrin::OpenGL::GLCheck::enableGLCheck = on;
+    }
+    ~CheckSwitch() { Tavrin::OpenGL::GLCheck::enableGLCheck = previous; }
+    CheckSwitch(const CheckSwitch&) = delete;
+    CheckSwitch& operator=(const CheckSwitch&) = delete;
+
+private:
+    bool previous;
+};
+
 enum class Clock
 {
     Cpu, // the calling thread's CPU time: what the library itself costs

@@ -17,6 +17,7 @@
 
 using namespace Tavrin::OpenGL;
 using TavrinBench::checkRawGL;
+using TavrinBench::CheckSwitch;
 
 namespace
 {
@@ -81,17 +82,6 @@ std::shared_ptr<Texture2D> texture(const Eigen::Vector2i& size, unsigned int for
     result->reserveStorage(levels, size, format);
     return result;
 }
-
-// Switches the library's GL check for one benchmark run and back.
-class CheckSwitch
-{
-public:
-    explicit CheckSwitch(bool on) : previous(GLCheck::enableGLCheck) { GLCheck::enableGLCheck = on; }
-    ~CheckSwitch() { GLCheck::enableGLCheck = previous; }
-
-private:
-    bool previous;
-};
 
 // --- The library's GL work, spelled out in raw GL ----------------------------------------
 

@@ -17,19 +17,10 @@
 #include <vector>
 
 using namespace Tavrin::OpenGL;
+using TavrinBench::CheckSwitch;
 
 namespace
 {
-class CheckSwitch
-{
-public:
-    explicit CheckSwitch(bool on) : previous(GLCheck::enableGLCheck) { GLCheck::enableGLCheck = on; }
-    ~CheckSwitch() { GLCheck::enableGLCheck = previous; }
-
-private:
-    bool previous;
-};
-
 std::unique_ptr<Program> uniformProgram()
 {
     return std::unique_ptr<Program>(Program::loadFromSource("", "", "", "",
