@@ -71,21 +71,7 @@ inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
     return result;
 }
 
-/// The text of the std::runtime_error that `action` throws ("" if none); std::cout is captured
-/// so that GL check warnings stay out of the test log.
-template <typename Action> std::string thrownBy(Action action)
-{
-    TavrinTest::StreamCapture out(std::cout);
-    try
-    {
-        action();
-    }
-    catch (const std::runtime_error& error)
-    {
-        return error.what();
-    }
-    return "";
-}
+using TavrinTest::thrownBy;
 
 inline GLint integer(GLenum name)
 {

@@ -18,19 +18,7 @@ using namespace Tavrin::OpenGL;
 
 namespace
 {
-template <typename Action> std::string thrownBy(Action action)
-{
-    TavrinTest::StreamCapture out(std::cout);
-    try
-    {
-        action();
-    }
-    catch (const std::runtime_error& error)
-    {
-        return error.what();
-    }
-    return "";
-}
+using TavrinTest::thrownBy;
 
 class SequentialDrawBuffers : public ::testing::TestWithParam<std::pair<int, int>> // count, buffers named
 {

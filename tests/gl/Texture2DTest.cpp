@@ -43,18 +43,9 @@ std::regex checkLine(const std::string& file, const std::string& message)
 // Runs `action`, capturing std::cout into `out`, and returns the exception text ("" if none).
 template <typename Action> std::string thrownBy(Action action, std::string& out)
 {
-    StreamCapture capture(std::cout);
-    std::string text;
-    try
-    {
-        action();
-    }
-    catch (const std::runtime_error& error)
-    {
-        text = error.what();
-    }
-    out = capture.text();
-    return text;
+    const TavrinTest::Outcome outcome = TavrinTest::outcomeOf(action);
+    out = outcome.out;
+    return outcome.thrown;
 }
 
 class Texture2DLevels : public ::testing::TestWithParam<std::pair<Eigen::Vector2i, int>>

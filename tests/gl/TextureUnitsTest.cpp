@@ -13,6 +13,7 @@
 
 using Tavrin::OpenGL::Program;
 using Tavrin::OpenGL::Texture2D;
+using TavrinTest::thrownBy;
 
 namespace
 {
@@ -52,20 +53,6 @@ protected:
         glActiveTexture(GLenum(active));
         return GLuint(bound);
     }
-    template <typename Action> static std::string thrownBy(Action action)
-    {
-        TavrinTest::StreamCapture out(std::cout);
-        try
-        {
-            action();
-        }
-        catch (const std::runtime_error& error)
-        {
-            return error.what();
-        }
-        return "";
-    }
-
     Texture2D textures[3];
     std::unique_ptr<Program> program;
 };

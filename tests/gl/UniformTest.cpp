@@ -17,7 +17,7 @@
 
 using Tavrin::OpenGL::Program;
 using Tavrin::OpenGL::ShaderType;
-using TavrinTest::StreamCapture;
+using TavrinTest::Outcome;
 
 namespace
 {
@@ -123,27 +123,6 @@ class ProgramUniformSetters : public ::testing::TestWithParam<SetterCase>
 {
 };
 
-struct Outcome
-{
-    std::string out, thrown;
-};
-
-template <typename Action> Outcome capture(Action action)
-{
-    Outcome outcome;
-    StreamCapture out(std::cout);
-    try
-    {
-        action();
-    }
-    catch (const std::runtime_error& error)
-    {
-        outcome.thrown = error.what();
-    }
-    outcome.out = out.text();
-    return outcome;
-}
-
 // True when `out` is exactly one checked-error warning from `file` at some line.
 bool isWarningFrom(const std::string& out, const std::string& file, const std::string& message)
 {
@@ -170,11 +149,11 @@ TEST_P(ProgramUniformSetters, WriteWithoutBindingByNameAndByLocation)
     ASSERT_GE(location, 0);
     Program::useFixed();
 
-    const Outcome byName = capture([&] { set(*program, std::string(c.uniform), c.kind, c.byName); });
+    const Outcome byName = TavrinTest::outcomeOf([&] { set(*program, std::string(c.uniform), c.kind, c.byName); });
     EXPECT_EQ(byName.out + byName.thrown, "");
     EXPECT_EQ(readBack(*program, location, c.kind, c.byName.size()), c.byName);
 
-    const Outcome byLocation = capture([&] { set(*program, location, c.kind, c.byLocation); });
+    const Outcome byLocation = TavrinTest::outcomeOf([&] { set(*program, location, c.kind, c.byLocation); });
     EXPECT_EQ(byLocation.out + byLocation.thrown, "");
     EXPECT_EQ(readBack(*program, location, c.kind, c.byLocation.size()), c.byLocation);
 
@@ -213,7 +192,7 @@ TEST(ProgramUniforms, FloatVectorStructureWritesSizeAlwaysAndElementsWhenThereAr
         EXPECT_EQ(readBack(*program, element(k), 'f', 1), std::vector<double>{expected[k]}) << k;
 
     // Unknown names are ignored without a word.
-    const Outcome missing = capture([&] {
+    const Outcome missing = TavrinTest::outcomeOf([&] {
         program->uniform("missing", 1.0f);
         program->uniform("missing", values);
     });
@@ -254,7 +233,7 @@ TEST_P(ProgramUniformMismatch, RaisesTheCheckedErrorWhereTheSetterSits)
 {
     const auto program = uniformProgram();
     TavrinTest::drainGLErrors();
-    const Outcome outcome = capture([&] { GetParam().write(*program); });
+    const Outcome outcome = TavrinTest::outcomeOf([&] { GetParam().write(*program); });
     Program::useFixed();
     EXPECT_EQ(outcome.thrown, "GLCheck: Invalid operation");
     EXPECT_TRUE(isWarningFrom(outcome.out, GetParam().file, "GLCheck: Invalid operation")) << outcome.out;
@@ -347,7 +326,7 @@ TEST(ProgramSubroutines, ListsAndSetsTheSubroutinesOfAStage)
         EXPECT_EQ(selected, selection[location]) << location;
     }
 
-    const Outcome tooFew = capture([&] { program->setUniformSubroutines(stage, {index["red"]}); });
+    const Outcome tooFew = TavrinTest::outcomeOf([&] { program->setUniformSubroutines(stage, {index["red"]}); });
     EXPECT_EQ(tooFew.thrown, "GLCheck: Invalid value");
     EXPECT_TRUE(isWarningFrom(tooFew.out, "Program.cpp", "GLCheck: Invalid value")) << tooFew.out;
     Program::useFixed();

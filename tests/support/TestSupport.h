@@ -1,7 +1,8 @@
 #pragma once
 
-#include <iosfwd>
+#include <iostream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,36 @@ private:
     std::ostringstream captured; // constructed before `original` takes its buffer
     std::streambuf* original;
 };
+
+/// What a call shows a host: the text of the std::runtime_error it throws ("" if none) and
+/// what it wrote to std::cout meanwhile.
+struct Outcome
+{
+    std::string out, thrown;
+};
+
+template <typename Action> Outcome outcomeOf(Action action)
+{
+    Outcome outcome;
+    StreamCapture out(std::cout);
+    try
+    {
+        action();
+    }
+    catch (const std::runtime_error& error)
+    {
+        outcome.thrown = error.what();
+    }
+    outcome.out = out.text();
+    return outcome;
+}
+
+/// The text of the std::runtime_error that `action` throws ("" if none); std::cout is captured
+/// so that GL check warnings stay out of the test log.
+template <typename Action> std::string thrownBy(Action action)
+{
+    return outcomeOf(action).thrown;
+}
 
 /// A fresh directory under the system's temporary directory, removed with its content.
 class TemporaryDirectory
