@@ -20,7 +20,8 @@ class TAVRIN_OPENGL_EXPORT HeadlessContext
 {
 public:
     /// Creates the context and makes it current. Throws std::runtime_error naming the step
-    /// that failed.
+    /// that failed (Linux: "HeadlessContext: <step> failed (EGL error 0x<code>)", the code that
+    /// step left, read before the display is terminated again).
     HeadlessContext();
     ~HeadlessContext();
     HeadlessContext(const HeadlessContext&) = delete;

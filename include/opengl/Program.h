@@ -61,7 +61,8 @@ public:
     /// everything it built (the Program object, its GL program, the stage's GL shader) before
     /// the exception leaves it unchanged, so a host never leaks a program because a shader
     /// did not compile. The release puts back the program that was in use, so a failed load
-    /// leaves no GL binding changed.
+    /// leaves no GL binding changed; a program in use that was flagged for deletion is deleted
+    /// by the release instead (no program is in use afterwards, no GL error is left).
     static Program* loadFromFile(const std::string& baseName, const FileLoader* loader = nullptr);
 
     /// Builds a program from sources, one per stage; an empty string skips that stage. Stages

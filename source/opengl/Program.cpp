@@ -40,13 +40,15 @@ std::string untilNul(const std::vector<char>& buffer)
 }
 
 // Releases a program whose build failed. ~Program unbinds whatever program is in use; the
-// failed one never was, so the caller's binding is put back.
+// failed one never was, so the caller's binding is put back, unless that program was only
+// flagged for deletion: the unbinding deleted it, and binding its name would raise an error.
 void discard(Program* program)
 {
     GLint inUse = 0;
     glGetIntegerv(GL_CURRENT_PROGRAM, &inUse);
     delete program;
-    glUseProgram(static_cast<GLuint>(inUse));
+    if (glIsProgram(static_cast<GLuint>(inUse)))
+        glUseProgram(static_cast<GLuint>(inUse));
 }
 } // namespace
 

@@ -1,4 +1,4 @@
-// Framebuffer completeness, draw-buffer lists, and the quads drawn into a framebuffer and read
+// Framebuffer completeness and draw-buffer lists, and the quads drawn into a framebuffer and read
 // back: corners, texture coordinates and winding.
 #include "support/TestSupport.h"
 
@@ -10,20 +10,57 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <iostream>
-#include <stdexcept>
-#include <vector>
 
 using namespace Tavrin::OpenGL;
+using TavrinTest::thrownBy;
+
+TEST(Framebuffer, CompletenessFollowsAttachmentsAndDrawBuffersAreSequential)
+{
+    Framebuffer framebuffer;
+    Texture2D color, depth;
+    const auto status = [&] { return thrownBy([&] { framebuffer.checkStatus(); }); };
+    EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
+    color.reserveStorage(1, Eigen::Vector2i(8, 8), GL_RGBA32F);
+    framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 0);
+    EXPECT_EQ(status(), "");
+    framebuffer.detachTexture2D(GL_COLOR_ATTACHMENT0);
+    EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
+    framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 0);
+    framebuffer.attachTexture2D(&color, GL_DEPTH_ATTACHMENT, 0); // colour at the depth point
+    EXPECT_EQ(status(), "Framebuffer incomplete: Incomplete attachment");
+    depth.reserveStorage(1, Eigen::Vector2i(8, 8), GL_DEPTH_COMPONENT24);
+    framebuffer.attachTexture2D(&depth, GL_DEPTH_ATTACHMENT, 0);
+    EXPECT_EQ(status(), "");
+    // GL errors surface at the checks: a level the texture lacks, an unknown attachment point.
+    EXPECT_EQ(thrownBy([&] { framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 5); }),
+              "GLCheck: Invalid value");
+    EXPECT_EQ(thrownBy([&] { framebuffer.detachTexture2D(GL_TEXTURE_2D); }), "GLCheck: Invalid enum");
+
+    // The first `count` colour attachments, the count kept within the 16 of the table.
+    GLint maxDrawBuffers = 0, buffer = -1;
+    glGetIntegerv(GL_MAX_DRAW_BUFFERS, &maxDrawBuffers);
+    for (const int count : {1, 3, 0, -1, 16, 17})
+    {
+        OpenGLTools::sequentialDrawBuffers(&framebuffer, count);
+        const int named = std::max(0, std::min(count, 16));
+        if (named > maxDrawBuffers) // GL refuses more than its own limit
+        {
+            EXPECT_EQ(glGetError(), GLenum(GL_INVALID_VALUE));
+            continue;
+        }
+        framebuffer.bind();
+        for (int i = 0; i < maxDrawBuffers; ++i)
+        {
+            glGetIntegerv(GL_DRAW_BUFFER0 + i, &buffer);
+            EXPECT_EQ(buffer, i < named ? GL_COLOR_ATTACHMENT0 + i : GL_NONE) << count << ": " << i;
+        }
+        Framebuffer::unbind();
+    }
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+}
 
 namespace
 {
-using TavrinTest::thrownBy;
-
-class SequentialDrawBuffers : public ::testing::TestWithParam<std::pair<int, int>> // count, buffers named
-{
-};
-
 using Pixel = std::array<unsigned char, 4>;
 // The 2x2 source texture, bottom row first: texel (s, t) sits at texture corner (s, t).
 const Pixel texel00 = {255, 0, 0, 255}, texel10 = {0, 255, 0, 255}, texel01 = {0, 0, 255, 255},
@@ -59,83 +96,25 @@ protected:
         Framebuffer::unbind();
         EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
     }
-    static Pixel pixel(int x, int y)
-    {
-        Pixel value{};
-        glReadPixels(x, y, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, value.data());
-        return value;
-    }
-    // Clears, draws with `culledFace` culled (GL_NONE: no culling) and reads pixel (x, y).
-    template <typename Draw> static Pixel drawn(Draw draw, GLenum culledFace, int x, int y)
+    // Clears, draws with `culledFace` culled (GL_NONE: no culling) and reads the given pixels.
+    template <typename Draw>
+    static std::vector<Pixel> drawn(Draw draw, GLenum culledFace, const std::vector<std::array<int, 2>>& at)
     {
         glClearColor(0, 0, 0, 0);
         glClear(GL_COLOR_BUFFER_BIT);
-        if (culledFace != GL_NONE)
-        {
-            glEnable(GL_CULL_FACE);
-            glCullFace(culledFace);
-        }
+        glCullFace(culledFace == GL_NONE ? GL_BACK : culledFace);
+        (culledFace == GL_NONE ? glDisable : glEnable)(GL_CULL_FACE);
         draw();
         glDisable(GL_CULL_FACE);
-        return pixel(x, y);
+        std::vector<Pixel> pixels(at.size());
+        for (std::size_t i = 0; i < at.size(); ++i)
+            glReadPixels(at[i][0], at[i][1], 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixels[i].data());
+        return pixels;
     }
-
     Framebuffer framebuffer;
     Texture2D target, source;
 };
 } // namespace
-
-TEST(Framebuffer, CompletenessFollowsAttachments)
-{
-    Framebuffer framebuffer;
-    const auto status = [&] { return thrownBy([&] { framebuffer.checkStatus(); }); };
-    EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
-    Texture2D color, depth;
-    color.reserveStorage(1, Eigen::Vector2i(8, 8), GL_RGBA32F);
-    framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 0);
-    EXPECT_EQ(status(), "");
-    framebuffer.detachTexture2D(GL_COLOR_ATTACHMENT0);
-    EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
-
-    framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 0);
-    framebuffer.attachTexture2D(&color, GL_DEPTH_ATTACHMENT, 0); // colour at the depth point
-    EXPECT_EQ(status(), "Framebuffer incomplete: Incomplete attachment");
-    depth.reserveStorage(1, Eigen::Vector2i(8, 8), GL_DEPTH_COMPONENT24);
-    framebuffer.attachTexture2D(&depth, GL_DEPTH_ATTACHMENT, 0);
-    EXPECT_EQ(status(), "");
-
-    // GL errors surface at the checks: a level the texture lacks, an unknown attachment point.
-    EXPECT_EQ(thrownBy([&] { framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 5); }),
-              "GLCheck: Invalid value");
-    EXPECT_EQ(thrownBy([&] { framebuffer.detachTexture2D(GL_TEXTURE_2D); }), "GLCheck: Invalid enum");
-}
-
-TEST_P(SequentialDrawBuffers, SelectsTheFirstColourAttachments)
-{
-    GLint maxDrawBuffers = 0;
-    glGetIntegerv(GL_MAX_DRAW_BUFFERS, &maxDrawBuffers);
-    Framebuffer framebuffer;
-    OpenGLTools::sequentialDrawBuffers(&framebuffer, GetParam().first);
-    if (GetParam().second >
-        maxDrawBuffers) // the table bound keeps GL within 16 entries; GL refuses more than its own limit
-    {
-        EXPECT_EQ(glGetError(), GLenum(GL_INVALID_VALUE));
-        return;
-    }
-    framebuffer.bind();
-    for (int i = 0; i < maxDrawBuffers; ++i)
-    {
-        GLint buffer = -1;
-        glGetIntegerv(GL_DRAW_BUFFER0 + i, &buffer);
-        EXPECT_EQ(buffer, i < GetParam().second ? GL_COLOR_ATTACHMENT0 + i : GL_NONE) << "draw buffer " << i;
-    }
-    Framebuffer::unbind();
-    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-}
-
-INSTANTIATE_TEST_SUITE_P(RealGL, SequentialDrawBuffers,
-                         ::testing::Values(std::make_pair(1, 1), std::make_pair(3, 3), std::make_pair(0, 0),
-                                           std::make_pair(-1, 0), std::make_pair(20, 16)));
 
 TEST_F(Quads, DrawQuadCoversItsIntegerRectangleCounterClockwise)
 {
@@ -143,37 +122,28 @@ TEST_F(Quads, DrawQuadCoversItsIntegerRectangleCounterClockwise)
     glOrtho(0, 64, 0, 64, -1, 1); // one unit per pixel
     glMatrixMode(GL_MODELVIEW);
     const auto draw = [] { OpenGLTools::drawQuad(Eigen::Vector2i(10, 20), Eigen::Vector2i(30, 40)); };
-    // Pixels 10..39 by 20..59, texture corner (0, 0) at (10, 20).
-    EXPECT_EQ(drawn(draw, GL_NONE, 10, 20), texel00);
-    EXPECT_EQ(pixel(39, 20), texel10);
-    EXPECT_EQ(pixel(39, 59), texel11);
-    EXPECT_EQ(pixel(10, 59), texel01);
-    for (const auto& outside : {std::array<int, 2>{9, 20}, {40, 20}, {10, 19}, {10, 60}})
-        EXPECT_EQ(pixel(outside[0], outside[1]), clear) << outside[0] << ", " << outside[1];
-    EXPECT_EQ(drawn(draw, GL_BACK, 20, 30), texel00);
-    EXPECT_EQ(drawn(draw, GL_FRONT, 20, 30), clear);
+    // Pixels 10..39 by 20..59, texture corner (0, 0) at (10, 20); nothing outside.
+    EXPECT_EQ(drawn(draw, GL_NONE, {{10, 20}, {39, 20}, {39, 59}, {10, 59}, {9, 20}, {40, 20}, {10, 19}, {10, 60}}),
+              (std::vector<Pixel>{texel00, texel10, texel11, texel01, clear, clear, clear, clear}));
+    EXPECT_EQ(drawn(draw, GL_BACK, {{20, 30}}), std::vector<Pixel>{texel00});
+    EXPECT_EQ(drawn(draw, GL_FRONT, {{20, 30}}), std::vector<Pixel>{clear});
 }
 
-TEST_F(Quads, DrawViewportQuadCoversTheViewportClockwise)
+TEST_F(Quads, DrawViewportQuadCoversTheViewportClockwiseAndKeepsTheMatrix)
 {
     const auto draw = [] { OpenGLTools::drawViewportQuad(Eigen::Vector2f(0, 0), Eigen::Vector2f(1, 1)); };
-    EXPECT_EQ(drawn(draw, GL_NONE, 0, 0), texel00);
-    EXPECT_EQ(pixel(63, 0), texel10);
-    EXPECT_EQ(pixel(63, 63), texel11);
-    EXPECT_EQ(pixel(0, 63), texel01);
-    EXPECT_EQ(drawn(draw, GL_BACK, 10, 10), clear);
-    EXPECT_EQ(drawn(draw, GL_FRONT, 10, 10), texel00);
-
-    // Offset and scale move it to the upper right quarter; the matrix and colour it leaves.
+    EXPECT_EQ(drawn(draw, GL_NONE, {{0, 0}, {63, 0}, {63, 63}, {0, 63}}),
+              (std::vector<Pixel>{texel00, texel10, texel11, texel01}));
+    EXPECT_EQ(drawn(draw, GL_BACK, {{10, 10}}), std::vector<Pixel>{clear});
+    EXPECT_EQ(drawn(draw, GL_FRONT, {{10, 10}}), std::vector<Pixel>{texel00});
+    // Offset and scale move it to the upper right quarter; the matrix stays, the colour is white.
     glTranslatef(0, 0, 0.25f); // not the identity, yet moves nothing on screen
     glColor4f(0.2f, 0.3f, 0.4f, 0.5f);
     std::vector<GLfloat> before(16), after(16), color(4);
     glGetFloatv(GL_MODELVIEW_MATRIX, before.data());
     EXPECT_EQ(drawn([] { OpenGLTools::drawViewportQuad(Eigen::Vector2f(0.5f, 0.5f), Eigen::Vector2f(0.5f, 0.5f)); },
-                    GL_NONE, 31, 31),
-              clear);
-    EXPECT_EQ(pixel(32, 32), texel00);
-    EXPECT_EQ(pixel(63, 63), texel11);
+                    GL_NONE, {{31, 31}, {32, 32}, {63, 63}}),
+              (std::vector<Pixel>{clear, texel00, texel11}));
     glGetFloatv(GL_MODELVIEW_MATRIX, after.data());
     glGetFloatv(GL_CURRENT_COLOR, color.data());
     EXPECT_EQ(before, after);

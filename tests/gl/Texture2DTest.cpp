@@ -1,26 +1,23 @@
-// Texture storage, the version counter, level queries, uploads read back texel for texel, and
-// the shared handles.
+// Texture storage and its version, level queries, uploads read back texel for texel, and
+// texture units as a stack on GL_ACTIVE_TEXTURE with sampler uniforms read back.
 #include "support/TestSupport.h"
 
 #include <opengl/Framebuffer.h>
+#include <opengl/Program.h>
 #include <opengl/Texture2D.h>
 
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <iostream>
-#include <regex>
-#include <stdexcept>
 
 using namespace Tavrin::OpenGL;
 using Tavrin::Image2D;
-using TavrinTest::StreamCapture;
 
 namespace
 {
 // An image whose bytes all differ from their neighbours, so a shifted row shows up.
-std::shared_ptr<Image2D> pattern(Eigen::Vector2i size, unsigned int format, unsigned char seed = 1)
+std::shared_ptr<Image2D> pattern(Eigen::Vector2i size, unsigned int format, int seed = 1)
 {
     auto image = std::make_shared<Image2D>(size, format);
     for (std::size_t i = 0; i < image->getByteCount(); ++i)
@@ -33,200 +30,176 @@ bool sameImage(const Image2D& a, const Image2D& b)
     return a.getSize() == b.getSize() && a.getInternalFormat() == b.getInternalFormat() &&
            std::memcmp(a.getData(), b.getData(), a.getByteCount()) == 0;
 }
-
-// The warning line of a failed check in `file` (this build's line numbers) followed by `message`.
-std::regex checkLine(const std::string& file, const std::string& message)
-{
-    return std::regex("WARNING: " + file + " \\(line [0-9]+\\) " + message);
-}
-
-// Runs `action`, capturing std::cout into `out`, and returns the exception text ("" if none).
-template <typename Action> std::string thrownBy(Action action, std::string& out)
-{
-    const TavrinTest::Outcome outcome = TavrinTest::outcomeOf(action);
-    out = outcome.out;
-    return outcome.thrown;
-}
-
-class Texture2DLevels : public ::testing::TestWithParam<std::pair<Eigen::Vector2i, int>>
-{
-};
 } // namespace
 
-TEST(Texture2D, StorageReplacesTheNameAndRaisesTheVersion)
+TEST(Texture2D, StorageGivesANewNameAndVersionAndLevelsAreCountedByGL)
 {
     Texture2D texture;
-    EXPECT_NE(texture.getHandle(), 0u);
     EXPECT_EQ(texture.getSize(), Eigen::Vector2i(0, 0));
     EXPECT_EQ(texture.getMipLevelCount() + texture.getFullMipLevelCount() + int(texture.getVersion()), 0);
-
-    texture.reserveStorage(3, Eigen::Vector2i(64, 32), GL_RGBA8);
-    EXPECT_EQ(texture.getSize(), Eigen::Vector2i(64, 32));
-    EXPECT_EQ(texture.getInternalFormat(), GL_RGBA8);
-    EXPECT_EQ(texture.getMipLevelCount(), 3);
-    EXPECT_EQ(texture.getVersion(), 1u);
-
-    // A failed allocation throws at its check: new name without storage, version unchanged.
-    std::string out;
-    EXPECT_EQ(thrownBy([&] { texture.reserveStorage(1, Eigen::Vector2i(0, 0), GL_RGBA8); }, out),
-              "GLCheck: Invalid value");
-    EXPECT_TRUE(std::regex_match(out, checkLine("Texture2D\\.cpp", "GLCheck: Invalid value"))) << out;
-    EXPECT_EQ(texture.getVersion(), 1u);
-    EXPECT_EQ(texture.getMipLevelCount(), 0);
-}
-
-TEST_P(Texture2DLevels, CountsStoredAndFullLevels)
-{
-    Texture2D texture;
-    texture.reserveStorage(GetParam().second, GetParam().first, GL_R8);
-    EXPECT_EQ(texture.getFullMipLevelCount(), GetParam().second);
-    EXPECT_EQ(texture.getMipLevelCount(), GetParam().second);
-}
-
-// Thin textures give the larger side's chain without allocating megabytes.
-INSTANTIATE_TEST_SUITE_P(RealGL, Texture2DLevels,
-                         ::testing::Values(std::make_pair(Eigen::Vector2i(1, 1), 1),
-                                           std::make_pair(Eigen::Vector2i(640, 480), 10),
-                                           std::make_pair(Eigen::Vector2i(1024, 1024), 11),
-                                           std::make_pair(Eigen::Vector2i(1, 8192), 13)));
-
-TEST(Texture2D, MipLevelCountEndsAtGLsLargestLevel)
-{
+    EXPECT_EQ(texture.getTarget(), unsigned(GL_TEXTURE_2D));
+    const std::pair<Eigen::Vector2i, int> chains[] = {{{1, 1}, 1}, {{640, 480}, 10}, {{3, 1024}, 11}, {{1, 8192}, 13}};
+    for (const auto& chain : chains)
+    {
+        const unsigned int name = texture.getHandle();
+        texture.reserveStorage(chain.second, chain.first, GL_R8);
+        EXPECT_FALSE(glIsTexture(name));
+        EXPECT_EQ(texture.getSize(), chain.first);
+        EXPECT_EQ(texture.getMipLevelCount(), chain.second);
+        EXPECT_EQ(texture.getFullMipLevelCount(), chain.second);
+    }
+    EXPECT_EQ(texture.getVersion(), 4u);
+    EXPECT_EQ(texture.getInternalFormat(), GL_R8);
+    // A chain down to GL's largest level ends there without the query GL would reject.
     GLint maxSize = 0, levels = 0;
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
     for (GLint side = maxSize; side > 0; side >>= 1)
         ++levels;
-    Texture2D texture;
     texture.reserveStorage(levels, Eigen::Vector2i(maxSize, 1), GL_R8);
     EXPECT_EQ(texture.getMipLevelCount(), levels);
-    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR)); // the query GL would reject is never made
+    // A failed allocation throws at its check: a new name without storage, the version unchanged.
+    EXPECT_EQ(TavrinTest::thrownBy([&] { texture.reserveStorage(1, Eigen::Vector2i(0, 0), GL_RGBA8); }),
+              "GLCheck: Invalid value");
+    EXPECT_EQ(texture.getVersion() * 10 + unsigned(texture.getMipLevelCount()), 50u);
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 }
 
-TEST(Texture2D, UploadsReadBackTexelForTexel)
+TEST(Texture2D, UploadsAndDownloadsReadBackTexelForTexel)
 {
-    // Rows of 3 RGB texels are 9 bytes: the caller sets the unpack alignment.
     Texture2D texture;
     auto rgb = pattern({3, 2}, GL_RGB8);
-    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1); // rows of 9 bytes: the caller sets the alignment
     texture.uploadImage(rgb, 0, GL_TEXTURE_2D);
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     EXPECT_TRUE(sameImage(*texture.downloadImage(0), *rgb));
-
-    // downloadData keeps the default pack alignment: rows padded to 12 bytes; a short buffer is refused.
+    EXPECT_EQ(texture.getVersion(), 1u);
+    // downloadData keeps the pack alignment: rows padded to 12 bytes; a short buffer is refused.
     unsigned char padded[24] = {};
     texture.downloadData(0, GL_RGB, GL_UNSIGNED_BYTE, padded, 24);
     EXPECT_EQ(std::memcmp(padded + 12, static_cast<unsigned char*>(rgb->getData()) + 9, 9), 0);
-    StreamCapture out(std::cout);
-    EXPECT_THROW(texture.downloadData(0, GL_RGB, GL_UNSIGNED_BYTE, padded, 20), std::runtime_error);
+    EXPECT_EQ(TavrinTest::thrownBy([&] { texture.downloadData(0, GL_RGB, GL_UNSIGNED_BYTE, padded, 20); }),
+              "GLCheck: Invalid operation");
 
-    auto rgba = pattern({5, 3}, GL_RGBA8, 40);
-    texture.uploadImage(rgba, 0, GL_TEXTURE_2D);
-    EXPECT_TRUE(sameImage(*texture.downloadImage(0), *rgba));
+    // An image of the same size and format keeps the storage and its chain; any other replaces it.
     texture.reserveStorage(2, Eigen::Vector2i(4, 4), GL_RGBA8);
-    auto level1 = pattern({2, 2}, GL_RGBA8, 90);
+    const unsigned int name = texture.getHandle();
+    const auto same = pattern({4, 4}, GL_RGBA8, 9), level1 = pattern({2, 2}, GL_RGBA8, 90);
+    texture.uploadImage(same, 0, GL_TEXTURE_2D);
     texture.uploadData(level1->getSize(), level1->getData(), GL_RGBA, GL_UNSIGNED_BYTE, 1, GL_TEXTURE_2D);
+    EXPECT_EQ(texture.getHandle(), name);
+    EXPECT_EQ(texture.getMipLevelCount(), 2);
+    EXPECT_TRUE(sameImage(*texture.downloadImage(0), *same));
     EXPECT_TRUE(sameImage(*texture.downloadImage(1), *level1));
-}
-
-TEST(Texture2D, UploadImageAllocatesOnlyWhenSizeOrFormatChange)
-{
-    Texture2D texture;
-    texture.uploadImage(pattern({4, 4}, GL_RGBA8), 0, GL_TEXTURE_2D);
-    const unsigned int handle = texture.getHandle();
-    texture.uploadImage(pattern({4, 4}, GL_RGBA8, 9), 0, GL_TEXTURE_2D);
-    EXPECT_EQ(texture.getVersion(), 1u);
-    EXPECT_EQ(texture.getHandle(), handle);
     texture.uploadImage(pattern({4, 8}, GL_RGBA8), 0, GL_TEXTURE_2D); // size changed
     texture.uploadImage(pattern({4, 8}, GL_RGB8), 0, GL_TEXTURE_2D);  // format changed
-    EXPECT_EQ(texture.getVersion(), 3u);
-    EXPECT_EQ(texture.getInternalFormat(), GL_RGB8);
-
-    texture.reserveStorage(3, Eigen::Vector2i(4, 4), GL_RGBA8); // a fitting image keeps the chain
-    texture.uploadImage(pattern({4, 4}, GL_RGBA8), 0, GL_TEXTURE_2D);
     EXPECT_EQ(texture.getVersion(), 4u);
-    EXPECT_EQ(texture.getMipLevelCount(), 3);
-}
+    EXPECT_EQ(texture.getMipLevelCount(), 1);
 
-TEST(Texture2D, UnsupportedImageFormatThrowsBeforeAnyGLCall)
-{
-    Texture2D texture;
-    texture.reserveStorage(1, Eigen::Vector2i(2, 2), GL_RGBA8);
+    // Other image formats throw before any GL call: the pending error stays for the caller.
     for (unsigned int format : {GL_R8, GL_RG8, GL_R32F, GL_RGBA32F})
     {
-        glLineWidth(-1.0f); // a checked GL call would report this pending error first
-        std::string out;
+        glLineWidth(-1.0f);
         const auto image = std::make_shared<Image2D>(Eigen::Vector2i(3, 3), format);
-        EXPECT_EQ(thrownBy([&] { texture.uploadImage(image, 0, GL_TEXTURE_2D); }, out), "Unsupported image format.");
-        EXPECT_EQ(out, "");
+        const TavrinTest::Outcome outcome =
+            TavrinTest::outcomeOf([&] { texture.uploadImage(image, 0, GL_TEXTURE_2D); });
+        EXPECT_EQ(outcome.out + outcome.thrown, "Unsupported image format.");
         EXPECT_EQ(glGetError(), GLenum(GL_INVALID_VALUE));
-        EXPECT_EQ(texture.getVersion(), 1u);
     }
-    Texture2D half; // reading back needs an Image2D format too
-    half.reserveStorage(1, Eigen::Vector2i(2, 2), GL_RGBA16F);
-    EXPECT_THROW(half.downloadImage(0), std::runtime_error);
+    // Every Image2D format reads back; others do not.
+    for (unsigned int format : {GL_R8, GL_RG8, GL_RGB8, GL_RGBA8, GL_R32F, GL_RGBA32F, GL_RGBA16F})
+    {
+        texture.reserveStorage(1, Eigen::Vector2i(3, 1), format);
+        EXPECT_EQ(TavrinTest::thrownBy([&] { texture.downloadImage(0); }),
+                  format == GL_RGBA16F ? "Unsupported image format." : "");
+    }
+    EXPECT_EQ(texture.getVersion(), 11u);
 }
 
 TEST(Texture2D, DestructorsReportAPendingErrorWithoutThrowing)
 {
     auto texture = std::make_unique<Texture2D>();
     auto framebuffer = std::make_unique<Framebuffer>();
-    StreamCapture out(std::cout);
-    glLineWidth(-1.0f);
-    texture.reset();
-    glLineWidth(-1.0f);
-    framebuffer.reset();
-    EXPECT_EQ(std::regex_replace(out.text(), std::regex("line [0-9]+"), "line N"),
+    const TavrinTest::Outcome outcome = TavrinTest::outcomeOf([&] {
+        glLineWidth(-1.0f);
+        texture.reset();
+        glLineWidth(-1.0f);
+        framebuffer.reset();
+    });
+    EXPECT_EQ(TavrinTest::withoutLineNumbers(outcome.out) + outcome.thrown,
               "WARNING: Texture2D.cpp (line N) GLCheck: Invalid value"
               "WARNING: Framebuffer.cpp (line N) GLCheck: Invalid value");
 }
 
-TEST(SharedHandles, DefaultConstructionOwnsAnObjectAndTheLastHolderDeletesIt)
+TEST(TextureUnits, PushesBindAndSetSamplersOnConsecutiveUnitsPopsStepBackAndImagesBindApart)
 {
-    Texture2DPtrAI texture;
-    ASSERT_TRUE(texture);
-    EXPECT_EQ(texture->getVersion(), 0u);
-    texture->reserveStorage(1, Eigen::Vector2i(2, 2), GL_RGBA8);
-    const GLuint name = texture->getHandle();
-    Texture2DPtrAI copy = texture;
-    texture = Texture2DPtrAI(); // a fresh texture; `copy` still holds the first
-    EXPECT_EQ(glIsTexture(name), GL_TRUE);
-    copy.reset();
-    EXPECT_EQ(glIsTexture(name), GL_FALSE);
+    const std::unique_ptr<Program> program(Program::loadFromSource(
+        "", "", "", "",
+        "#version 430\nuniform sampler2D first, second, many[2];\nlayout(rgba32f) uniform image2D picture;\n"
+        "layout(r32ui) uniform readonly uimage2DMSArray last;\nout vec4 color;\n"
+        "void main() { color = texture(first, vec2(0.0)) + texture(second, vec2(0.0)) + texture(many[1], vec2(0.0))\n"
+        "  + imageLoad(picture, ivec2(0)) + float(imageLoad(last, ivec3(0), 0).x); }\n",
+        ""));
+    const auto uniform = [&](const char* name) {
+        GLint value = -1;
+        glGetUniformiv(program->getHandle(), program->getUniformLocation(name), &value);
+        return value;
+    };
+    const auto boundOn = [](int unit) {
+        GLint active = 0, bound = 0;
+        glGetIntegerv(GL_ACTIVE_TEXTURE, &active);
+        glActiveTexture(GLenum(GL_TEXTURE0 + unit));
+        glGetIntegerv(GL_TEXTURE_BINDING_2D, &bound);
+        glActiveTexture(GLenum(active));
+        return GLuint(bound);
+    };
+    Texture2D textures[3];
+    glActiveTexture(GL_TEXTURE0);
+    for (const char* name : {"first", "second", "many[1]"})
+        program->uniform(name, 9);
+    // An array element is bound as a sampler; an unknown or empty name binds and sets nothing.
+    const char* names[] = {"first", "second", "many[1]", "absent", ""};
+    for (int i = 0; i < 5; ++i)
+        textures[i % 3].pushToProgram(program.get(), names[i]);
+    EXPECT_EQ(Texture2D::getActiveTextureIndex(), 5);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(boundOn(i), textures[i % 3].getHandle()) << i;
+    EXPECT_EQ(std::vector<GLint>({uniform("first"), uniform("second"), uniform("many[1]")}),
+              (std::vector<GLint>{0, 1, 2}));
+    for (int i = 0; i < 5; ++i)
+        textures[0].popFromProgram();
+    EXPECT_EQ(Texture2D::getActiveTextureIndex(), 0);
+    EXPECT_EQ(boundOn(2), textures[2].getHandle()); // pops unbind nothing
+    EXPECT_EQ(TavrinTest::thrownBy([&] { textures[0].popFromProgram(); }), "GLCheck: Invalid enum"); // no lower bound
+    for (const char* image : {"picture", "last"}) // the first and the last image type
+        EXPECT_EQ(TavrinTest::thrownBy([&] { textures[1].pushToProgram(program.get(), image); }),
+                  "Unsupported bindImage");
+    EXPECT_EQ(Texture2D::getActiveTextureIndex(), 0);
+    EXPECT_EQ(boundOn(0), textures[0].getHandle());
+    textures[0].reserveStorage(1, Eigen::Vector2i(4, 4), GL_RGBA32F);
+    textures[0].bindImage(2, 0, 0, GL_WRITE_ONLY);
+    GLint name = 0, format = 0, access = 0;
+    glGetIntegeri_v(GL_IMAGE_BINDING_NAME, 2, &name);
+    glGetIntegeri_v(GL_IMAGE_BINDING_FORMAT, 2, &format);
+    glGetIntegeri_v(GL_IMAGE_BINDING_ACCESS, 2, &access);
+    EXPECT_EQ(std::vector<GLint>({name, format, access}),
+              (std::vector<GLint>{GLint(textures[0].getHandle()), GL_RGBA32F, GL_WRITE_ONLY}));
+    Texture2D::unbindImage(2);
+    glGetIntegeri_v(GL_IMAGE_BINDING_NAME, 2, &name);
+    EXPECT_EQ(name, 0);
 
-    FramebufferPtrAI framebuffer;
-    framebuffer->bind();
-    Framebuffer::unbind();
-    const GLuint framebufferName = framebuffer->getHandle();
-    framebuffer.reset();
-    EXPECT_EQ(glIsFramebuffer(framebufferName), GL_FALSE);
-
-    Tavrin::Image2DPtrAI image;
-    ASSERT_TRUE(image);
-    EXPECT_EQ(image->getSize(), Eigen::Vector2i(0, 0));
-}
-
-TEST(SharedHandles, ContextNoticesReallocationEvenUnderTheSameName)
-{
-    Texture2DBaseContext<std::shared_ptr<Texture2D>> context{Texture2DPtrAI()};
-    EXPECT_FALSE(context.isConsistent()); // never made consistent
-    context.makeConsistent();
-    EXPECT_TRUE(context.isConsistent());
-    context.texture->reserveStorage(1, Eigen::Vector2i(4, 4), GL_RGBA8);
-    context.handle = context.texture->getHandle(); // as if GL had handed the old name back
-    EXPECT_FALSE(context.isConsistent());
-    context.makeConsistent();
-    EXPECT_TRUE(context.isConsistent());
-
-    auto moved = std::move(context); // empties the pointer, keeps the numbers
-    EXPECT_FALSE(context.texture);
-    EXPECT_EQ(context.version, 1u);
-
-    Texture2DBaseContext<std::shared_ptr<const Texture2D>> empty{nullptr, 7, 9};
-    EXPECT_TRUE(empty.isConsistent());
-    empty.makeConsistent();
-    EXPECT_EQ(empty.handle + empty.version, 16u);
-    empty.texture = moved.texture;
-    EXPECT_FALSE(empty.isConsistent());
-    empty.makeConsistent();
-    EXPECT_TRUE(empty.isConsistent());
+    // The push from the last unit is allowed (it selects one unit more); then "Too many textures",
+    // through a program with the binding and the uniform already set.
+    GLint limit = 0, combined = 0;
+    glGetIntegerv(GL_MAX_TEXTURE_IMAGE_UNITS, &limit);
+    glGetIntegerv(GL_MAX_COMBINED_TEXTURE_IMAGE_UNITS, &combined);
+    ASSERT_GT(combined, limit);
+    glActiveTexture(GLenum(GL_TEXTURE0 + limit - 1));
+    textures[0].pushToProgram(program.get(), "first");
+    EXPECT_EQ(TavrinTest::thrownBy([] { Texture2D::pushActiveTexture(); }), "Too many textures");
+    EXPECT_EQ(TavrinTest::thrownBy([&] { textures[1].pushToProgram(program.get(), "second"); }), "Too many textures");
+    EXPECT_EQ(Texture2D::getActiveTextureIndex(), limit);
+    EXPECT_EQ(uniform("second"), limit);
+    EXPECT_EQ(boundOn(limit), textures[1].getHandle());
+    glActiveTexture(GL_TEXTURE0);
+    TavrinTest::drainGLErrors();
 }

@@ -20,17 +20,16 @@
 
 namespace
 {
+std::unique_ptr<Tavrin::OpenGL::HeadlessContext> context;
+
 class GLTestEnvironment : public ::testing::Environment
 {
-public:
     void SetUp() override
     {
         context = std::make_unique<Tavrin::OpenGL::HeadlessContext>();
         Tavrin::OpenGL::OpenGLContext::init();
     }
     void TearDown() override { context.reset(); }
-
-    std::unique_ptr<Tavrin::OpenGL::HeadlessContext> context;
 };
 
 class GLObjectCensus : public ::testing::EmptyTestEventListener
@@ -40,29 +39,23 @@ class GLObjectCensus : public ::testing::EmptyTestEventListener
         TavrinTest::resetGLObjectGrowthAllowance();
         before = TavrinTest::liveGLObjects();
     }
-
     void OnTestEnd(const ::testing::TestInfo& test) override
     {
         if (TavrinTest::glObjectGrowthAllowed() || test.result()->Skipped())
             return;
         const std::vector<std::string> after = TavrinTest::liveGLObjects();
-        std::vector<std::string> leaked;
-        std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(leaked));
+        std::string leaked;
+        for (const std::string& object : after)
+            if (!std::binary_search(before.begin(), before.end(), object))
+                leaked += " " + object;
         if (after.size() > before.size() || !leaked.empty())
-        {
-            std::string list;
-            for (const auto& object : leaked)
-                list += " " + object;
-            ADD_FAILURE() << test.test_suite_name() << "." << test.name() << " left GL objects alive:" << list;
-        }
+            ADD_FAILURE() << test.test_suite_name() << "." << test.name() << " left GL objects alive:" << leaked;
     }
-
     std::vector<std::string> before;
 };
 
-GLTestEnvironment* const environment =
-    static_cast<GLTestEnvironment*>(::testing::AddGlobalTestEnvironment(new GLTestEnvironment));
-const bool censusInstalled = [] {
+const bool installed = [] {
+    ::testing::AddGlobalTestEnvironment(new GLTestEnvironment);
     ::testing::UnitTest::GetInstance()->listeners().Append(new GLObjectCensus);
     return true;
 }();
@@ -81,6 +74,6 @@ NoCurrentContext::NoCurrentContext()
 
 NoCurrentContext::~NoCurrentContext()
 {
-    environment->context->makeCurrent();
+    context->makeCurrent();
 }
 } // namespace TavrinTest

@@ -1,10 +1,8 @@
 #pragma once
 
-// What the GL suite's environment (GLTestEnvironment.cpp) offers its tests.
-
 namespace TavrinTest
 {
-/// While alive, no GL context is current on the calling thread; on destruction the suite's
+/// While alive, no GL context is current on the calling thread; on destruction the GL suite's
 /// context is made current again. For code that must run without a context.
 class NoCurrentContext
 {

@@ -26,11 +26,7 @@ constexpr bool underAddressSanitizer()
 #if defined(__SANITIZE_ADDRESS__)
     return true;
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-    return true;
-#else
-    return false;
-#endif
+    return __has_feature(address_sanitizer);
 #else
     return false;
 #endif
@@ -42,15 +38,11 @@ inline std::size_t processMemoryBytes()
 #if defined(_WIN32)
     PROCESS_MEMORY_COUNTERS counters{};
     counters.cb = sizeof(counters);
-    if (!GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters)))
-        return 0;
-    return counters.PagefileUsage;
+    return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters)) ? counters.PagefileUsage : 0;
 #else
     std::ifstream statm("/proc/self/statm");
     std::size_t totalPages = 0, residentPages = 0;
-    if (!(statm >> totalPages >> residentPages))
-        return 0;
-    return residentPages * std::size_t(sysconf(_SC_PAGESIZE));
+    return statm >> totalPages >> residentPages ? residentPages * std::size_t(sysconf(_SC_PAGESIZE)) : 0;
 #endif
 }
 } // namespace TavrinTest

@@ -7,24 +7,18 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <ostream>
-#include <stdexcept>
+#include <regex>
 
 namespace TavrinTest
 {
-StreamCapture::StreamCapture(std::ostream& stream)
-    : stream(stream), captured(), original(stream.rdbuf(captured.rdbuf()))
+namespace
 {
+bool growthAllowed = false;
 }
 
-StreamCapture::~StreamCapture()
+std::string withoutLineNumbers(const std::string& text)
 {
-    stream.rdbuf(original);
-}
-
-std::string StreamCapture::text() const
-{
-    return captured.str();
+    return std::regex_replace(text, std::regex(" \\(line [0-9]+\\) "), " (line N) ");
 }
 
 TemporaryDirectory::TemporaryDirectory()
@@ -43,47 +37,49 @@ TemporaryDirectory::~TemporaryDirectory()
     std::filesystem::remove_all(directory, ignored);
 }
 
-std::string TemporaryDirectory::file(const std::string& name) const
-{
-    return directory + "/" + name;
-}
-
 std::string TemporaryDirectory::write(const std::string& name, const std::string& content) const
 {
     const std::string path = file(name);
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     std::ofstream stream(path, std::ios::binary);
-    stream << content;
-    if (!stream)
+    if (!(stream << content))
         throw std::runtime_error("cannot write " + path);
     return path;
 }
 
-std::vector<std::string> liveGLObjects()
+void drainGLErrors()
 {
-    struct Kind
+    for (int i = 0; i < 64 && glGetError() != GL_NO_ERROR; ++i)
     {
-        const char* name;
-        GLboolean (*exists)(GLuint);
-    };
-    // The GLEW entry points are variables: read them now, after OpenGLContext::init().
-    const Kind kinds[] = {{"texture", [](GLuint n) { return glIsTexture(n); }},
-                          {"framebuffer", [](GLuint n) { return glIsFramebuffer(n); }},
-                          {"program", [](GLuint n) { return glIsProgram(n); }},
-                          {"shader", [](GLuint n) { return glIsShader(n); }},
-                          {"display list", [](GLuint n) { return glIsList(n); }}};
-    std::vector<std::string> live;
-    for (const Kind& kind : kinds)
-        for (GLuint name = 1; name <= 4096; ++name)
-            if (kind.exists(name))
-                live.push_back(std::string(kind.name) + " " + std::to_string(name));
-    std::sort(live.begin(), live.end());
-    return live;
+    }
 }
 
-namespace
+std::vector<std::string> liveGLObjects()
 {
-bool growthAllowed = false;
+    // A name of each kind made and given back now: GL hands out rising names, so every live one
+    // lies below it (the scan's margin covers a driver that hands freed names out again).
+    GLuint fresh[5] = {};
+    glGenTextures(1, &fresh[0]);
+    glDeleteTextures(1, &fresh[0]);
+    glGenFramebuffers(1, &fresh[1]);
+    glDeleteFramebuffers(1, &fresh[1]);
+    glDeleteProgram(fresh[2] = glCreateProgram());
+    glDeleteShader(fresh[3] = glCreateShader(GL_VERTEX_SHADER));
+    glDeleteLists(fresh[4] = glGenLists(1), 1);
+    // The GLEW entry points are variables: read them now, after OpenGLContext::init().
+    const std::pair<const char*, GLboolean (*)(GLuint)> kinds[] = {
+        {"texture", [](GLuint n) { return glIsTexture(n); }},
+        {"framebuffer", [](GLuint n) { return glIsFramebuffer(n); }},
+        {"program", [](GLuint n) { return glIsProgram(n); }},
+        {"shader", [](GLuint n) { return glIsShader(n); }},
+        {"display list", [](GLuint n) { return glIsList(n); }}};
+    std::vector<std::string> live;
+    for (int kind = 0; kind < 5; ++kind)
+        for (GLuint name = 1; name <= fresh[kind] + 4096; ++name)
+            if (kinds[kind].second(name))
+                live.push_back(std::string(kinds[kind].first) + " " + std::to_string(name));
+    std::sort(live.begin(), live.end());
+    return live;
 }
 
 void allowGLObjectGrowth()
@@ -99,12 +95,5 @@ bool glObjectGrowthAllowed()
 void resetGLObjectGrowthAllowance()
 {
     growthAllowed = false;
-}
-
-void drainGLErrors()
-{
-    for (int i = 0; i < 64 && glGetError() != GL_NO_ERROR; ++i)
-    {
-    }
 }
 } // namespace TavrinTest

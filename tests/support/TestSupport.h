@@ -8,17 +8,16 @@
 
 namespace TavrinTest
 {
-/// Captures everything written to a standard stream while alive (std::cout / std::cerr), by
-/// swapping the stream's buffer: the library's streams are the host's streams.
+/// Captures what is written to a standard stream (std::cout, std::cerr) while alive, by swapping
+/// the stream's buffer: the library's streams are the host's streams.
 class StreamCapture
 {
 public:
-    explicit StreamCapture(std::ostream& stream);
-    ~StreamCapture();
+    explicit StreamCapture(std::ostream& stream) : stream(stream), original(stream.rdbuf(captured.rdbuf())) {}
+    ~StreamCapture() { stream.rdbuf(original); }
     StreamCapture(const StreamCapture&) = delete;
     StreamCapture& operator=(const StreamCapture&) = delete;
-
-    std::string text() const;
+    std::string text() const { return captured.str(); }
 
 private:
     std::ostream& stream;
@@ -26,17 +25,17 @@ private:
     std::streambuf* original;
 };
 
-/// What a call shows a host: the text of the std::runtime_error it throws ("" if none) and
-/// what it wrote to std::cout meanwhile.
+/// What a call shows a host: the text of the std::runtime_error it throws ("" if none) and what
+/// it wrote to std::cout and std::cerr meanwhile.
 struct Outcome
 {
-    std::string out, thrown;
+    std::string out, thrown, err;
 };
 
 template <typename Action> Outcome outcomeOf(Action action)
 {
     Outcome outcome;
-    StreamCapture out(std::cout);
+    StreamCapture out(std::cout), err(std::cerr);
     try
     {
         action();
@@ -46,15 +45,19 @@ template <typename Action> Outcome outcomeOf(Action action)
         outcome.thrown = error.what();
     }
     outcome.out = out.text();
+    outcome.err = err.text();
     return outcome;
 }
 
-/// The text of the std::runtime_error that `action` throws ("" if none); std::cout is captured
-/// so that GL check warnings stay out of the test log.
+/// The text of the std::runtime_error that `action` throws ("" if none); the standard streams
+/// are captured so that GL check warnings stay out of the test log.
 template <typename Action> std::string thrownBy(Action action)
 {
     return outcomeOf(action).thrown;
 }
+
+/// `text` with the line numbers of GL check warnings ("(line 41)") written as "(line N)".
+std::string withoutLineNumbers(const std::string& text);
 
 /// A fresh directory under the system's temporary directory, removed with its content.
 class TemporaryDirectory
@@ -67,8 +70,8 @@ public:
 
     const std::string& path() const { return directory; }
     /// path() + "/" + name
-    std::string file(const std::string& name) const;
-    /// Writes `content` to file(name) and returns that path.
+    std::string file(const std::string& name) const { return directory + "/" + name; }
+    /// Writes `content` to file(name), making its directories, and returns that path.
     std::string write(const std::string& name, const std::string& content) const;
 
 private:
@@ -79,7 +82,7 @@ private:
 void drainGLErrors();
 
 /// The GL objects of the current context that exist by GL's own account (glIsTexture,
-/// glIsFramebuffer, glIsProgram, glIsShader, glIsList over the names 1..4096), as
+/// glIsFramebuffer, glIsProgram, glIsShader, glIsList over every name in use), sorted, as
 /// "texture 3", "program 7", ... The GL suite compares this before and after every test.
 std::vector<std::string> liveGLObjects();
 

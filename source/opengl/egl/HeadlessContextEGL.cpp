@@ -19,20 +19,19 @@ struct HeadlessContext::Native
 
 namespace
 {
-[[noreturn]] void fail(const char* step)
+// Throws naming the failed step and its EGL error, read before `initialized` (if any) is
+// terminated: eglTerminate resets the error.
+[[noreturn]] void fail(const char* step, EGLDisplay initialized = EGL_NO_DISPLAY)
 {
-    throw std::runtime_error(std::string("HeadlessContext: ") + step + " failed (EGL error 0x" +
-                             [] {
-                                 char code[16];
-                                 std::snprintf(code, sizeof code, "%04X", eglGetError());
-                                 return std::string(code);
-                             }() +
-                             ")");
+    char code[16];
+    std::snprintf(code, sizeof code, "%04X", eglGetError());
+    if (initialized != EGL_NO_DISPLAY)
+        eglTerminate(initialized);
+    throw std::runtime_error(std::string("HeadlessContext: ") + step + " failed (EGL error 0x" + code + ")");
 }
 } // namespace
 
-HeadlessContext::HeadlessContext()
-    : native(new Native)
+HeadlessContext::HeadlessContext() : native(new Native)
 {
     auto getPlatformDisplay =
         reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
@@ -44,10 +43,7 @@ HeadlessContext::HeadlessContext()
     if (!eglInitialize(native->display, nullptr, nullptr))
         fail("eglInitialize");
     if (!eglBindAPI(EGL_OPENGL_API))
-    {
-        eglTerminate(native->display);
-        fail("eglBindAPI(EGL_OPENGL_API)");
-    }
+        fail("eglBindAPI(EGL_OPENGL_API)", native->display);
     const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
                                  4,
                                  EGL_CONTEXT_MINOR_VERSION,
@@ -57,10 +53,7 @@ HeadlessContext::HeadlessContext()
                                  EGL_NONE};
     native->context = eglCreateContext(native->display, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
     if (native->context == EGL_NO_CONTEXT)
-    {
-        eglTerminate(native->display);
-        fail("eglCreateContext (OpenGL 4.5 compatibility)");
-    }
+        fail("eglCreateContext (OpenGL 4.5 compatibility)", native->display);
     makeCurrent();
 }
 

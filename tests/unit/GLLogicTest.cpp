@@ -1,0 +1,173 @@
+// The GL classes' parts that need no context: message tables, log rewriting, vendor rule, mip
+// arithmetic, and a headless context that cannot come up.
+#include "support/TestSupport.h"
+
+#include <opengl/Framebuffer.h>
+#include <opengl/GLCheck.h>
+#include <opengl/GLSLException.h>
+#include <opengl/HeadlessContext.h>
+#include <opengl/Program.h>
+#include <opengl/Shader.h>
+#include <opengl/Texture2D.h>
+
+#include <GL/glew.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <thread>
+
+using namespace Tavrin::OpenGL;
+
+TEST(GLSLException, CarriesItsOwnCopyOfTheLog)
+{
+    const GLSLException original("0(3) : error C0000: syntax error");
+    GLSLException copy(original), assigned("other");
+    EXPECT_NE(copy.what(), original.what()); // own storage
+    assigned = original;
+    assigned = *&assigned;
+    const std::exception& base = assigned;
+    EXPECT_STREQ(base.what(), "0(3) : error C0000: syntax error");
+    EXPECT_EQ(copy.getInfoLogText(), original.getInfoLogText());
+    EXPECT_EQ(GLSLException("").getInfoLogText(), "");
+}
+
+TEST(GLMessages, EveryCodeHasItsExactText)
+{
+    // Codes 0x0500 to 0x0507.
+    const char* const checks[] = {"Invalid enum",
+                                  "Invalid value",
+                                  "Invalid operation",
+                                  "Stack overflow",
+                                  "Stack underflow",
+                                  "Out of memory",
+                                  "Invalid framebuffer operation",
+                                  "Unknown error"};
+    for (unsigned int code = 0x0500; code <= 0x0507; ++code)
+        EXPECT_EQ(GLCheck::errorMessage(code), "GLCheck: " + std::string(checks[code - 0x0500]));
+    EXPECT_STREQ(GLCheck::errorMessage(0x04FF), "GLCheck: Unknown error");
+
+    EXPECT_EQ(Framebuffer::statusMessage(GL_FRAMEBUFFER_COMPLETE), nullptr);
+    const std::pair<unsigned int, std::string> statuses[] = {
+        {GL_FRAMEBUFFER_INCOMPLETE_ATTACHMENT, "Framebuffer incomplete: Incomplete attachment"},
+        {GL_FRAMEBUFFER_INCOMPLETE_MISSING_ATTACHMENT, "Framebuffer incomplete: Missing attachment"},
+        {GL_FRAMEBUFFER_INCOMPLETE_DRAW_BUFFER, "Framebuffer incomplete: Missing drawbuffer"},
+        {GL_FRAMEBUFFER_INCOMPLETE_READ_BUFFER, "Framebuffer incomplete: Missing readbuffer"},
+        {GL_FRAMEBUFFER_UNSUPPORTED, "Framebuffer unsupported"},
+        {GL_FRAMEBUFFER_INCOMPLETE_MULTISAMPLE, "Framebuffer incomplete (Multisample)"},
+        {GL_FRAMEBUFFER_UNDEFINED, "Framebuffer Object Error"}};
+    for (const auto& status : statuses)
+        EXPECT_EQ(Framebuffer::statusMessage(status.first), status.second);
+
+    static_assert(Detail::bareFileName("a/b/Texture2D.cpp")[0] == 'T', "evaluated at compile time");
+    EXPECT_STREQ(Detail::bareFileName("C:\\src\\opengl/Program.cpp"), "Program.cpp");
+    EXPECT_STREQ(Detail::bareFileName("Shader.cpp"), "Shader.cpp");
+}
+
+// An assembled source of three lines: line 1 from common.glsl line 7, lines 2 and 3 from
+// lighting.glsl lines 12 and 13.
+TEST(ShaderLogMapping, RewritesEachLineByItsVendorsForm)
+{
+    const std::vector<int> lines = {7, 12, 13};
+    const std::vector<std::string> files = {"common.glsl", "lighting.glsl", "lighting.glsl"};
+    const Program::Vendor N = Program::NVIDIA, A = Program::ATI;
+    const std::tuple<Program::Vendor, const char*, const char*> cases[] = {
+        {N, "0(3) : error C0000: syntax error", "lighting.glsl (14) : error C0000: syntax error"},
+        {N, "0(1) : warning C7050: x", "common.glsl (8) : warning C7050: x"},
+        {N, "0(0) : e", "common.glsl (8) : e"},
+        {N, "0(-99999999999) : e", "common.glsl (8) : e"},
+        {N, "error: bad", "common.glsl (8) : bad"}, // no parentheses: the number is read from the start
+        {N, "0(2 : e", "lighting.glsl (13) : e"},   // ")" before "(": read to the end
+        {N, "0(2) no colon", "0(2) no colon"},
+        {N, "0(4) : beyond", "0(4) : beyond"},
+        {N, "0(2) : A\n\n0(3) : B\n", "lighting.glsl (13) : A\nlighting.glsl (14) : B"},
+        {A, "ERROR: 0:2: 'x' : undeclared identifier", "lighting.glsl(12) : 'x' : undeclared identifier"},
+        {A, "WARNING: 0:1: unused", "common.glsl(7) : unused"},
+        {A, "ERROR: 0:0: early", "common.glsl(7) : early"},
+        {A, "ERROR: compilation failed", "ERROR: compilation failed"},
+        {A, "ERROR: 0:3 nothing", "ERROR: 0:3 nothing"},
+        {A, "E::2: m", "lighting.glsl(12) : m"},
+        {A, "2 compilation errors", "2 compilation errors"},
+        {A, "ERROR: 0:3:", "lighting.glsl(13) : "},
+        {A, "ERROR: 0:3:x", "lighting.glsl(13) : "},
+        {A, "ERROR: 0:3:xy", "lighting.glsl(13) : y"},
+        {A, "ERROR: 0:40: far", "ERROR: 0:40: far"},
+        {A, "ERROR: 0:3: a\nERROR: 2 compilation errors.\n", "lighting.glsl(13) : a\nERROR: 2 compilation errors."},
+        {A, "", ""}};
+    for (const auto& c : cases)
+        EXPECT_EQ(Shader::mapInfoLog(std::get<1>(c), lines, files, std::get<0>(c)), std::get<2>(c)) << std::get<1>(c);
+    // An index with no entry in either vector passes the line through; the widest line number prints exactly.
+    for (const std::string log : {"0(2) : error C0000: e", "ERROR: 0:2: e"})
+    {
+        const Program::Vendor vendor = log[0] == '0' ? N : A;
+        EXPECT_EQ(Shader::mapInfoLog(log, {1}, {"a.glsl", "b.glsl"}, vendor), log);
+        EXPECT_EQ(Shader::mapInfoLog(log, {1, 2}, {"a.glsl"}, vendor), log);
+    }
+    EXPECT_EQ(Shader::mapInfoLog("0(1) : e", {2147483647}, {"a.glsl"}, N), "a.glsl (2147483648) : e");
+}
+
+TEST(ProgramVendor, NvidiaOnlyWhenTheNameSaysSoInCapitals)
+{
+    for (const char* name : {"NVIDIA Corporation", "Vendor: NVIDIA"})
+        EXPECT_EQ(Program::vendorFromName(name), Program::NVIDIA) << name;
+    for (const char* name : {"ATI Technologies Inc.", "nvidia", "Mesa", "NVIDI", ""})
+        EXPECT_EQ(Program::vendorFromName(name), Program::ATI) << name;
+    // Nothing in this suite has a context: the vendor keeps its start value until initVendor()
+    // finds no vendor string.
+    EXPECT_EQ(Program::getVendor(), Program::NVIDIA);
+    EXPECT_EQ(TavrinTest::outcomeOf([] { Program::initVendor(); }).out, "INFO: ");
+    EXPECT_EQ(Program::getVendor(), Program::ATI);
+}
+
+TEST(Texture2DArithmetic, FullMipLevelCountKeepsItsMixedPrecision)
+{
+    EXPECT_EQ(Texture2D::fullMipLevelCount(0) + Texture2D::fullMipLevelCount(-3), 0); // no storage: no level
+    // Up to 65535 the result is the exact chain length (the bit length, `bits`) but for 8192 and 32768.
+    for (int side = 1, bits = 1; side <= 65535; bits += (++side >> bits) & 1)
+        ASSERT_EQ(Texture2D::fullMipLevelCount(side), side == 8192 || side == 32768 ? bits - 1 : bits) << side;
+}
+
+#if !defined(_WIN32)
+// Each case runs in a child process whose EGL set-up an environment variable breaks: the unit
+// suite itself never loads EGL's vendor libraries, and the child reads the variable when it does.
+TEST(HeadlessContextDeathTest, NamesTheEGLStepThatFailed)
+{
+    const char* const mesa = "/usr/share/glvnd/egl_vendor.d/50_mesa.json";
+    const struct
+    {
+        bool onMesa;
+        const char *variable, *value, *report;
+    } cases[] = {{false, "__EGL_VENDOR_LIBRARY_FILENAMES", "/nonexistent.json",
+                  "eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA) failed (EGL error 0x300C)"},
+                 {true, "LIBGL_DRIVERS_PATH", "/nonexistent", "eglInitialize failed (EGL error 0x3001)"},
+                 {true, "MESA_GL_VERSION_OVERRIDE", "3.3",
+                  "eglCreateContext (OpenGL 4.5 compatibility) failed (EGL error 0x3009)"},
+                 // Current on another thread: every driver refuses that. The destructor releases it.
+                 {false, "UNUSED", "", "eglMakeCurrent failed (EGL error 0x3002)\nreleased"}};
+    for (const auto& c : cases)
+    {
+        if (c.onMesa && !std::ifstream(mesa).good())
+            continue;
+        const auto child = [&] {
+            if (c.onMesa)
+                setenv("__EGL_VENDOR_LIBRARY_FILENAMES", mesa, 1);
+            setenv(c.variable, c.value, 1);
+            std::string report = TavrinTest::thrownBy([] { HeadlessContext context; });
+            if (report.empty())
+            {
+                auto context = std::make_unique<HeadlessContext>();
+                std::thread([&] { report = TavrinTest::thrownBy([&] { context->makeCurrent(); }); }).join();
+                context.reset();
+                report += glGetString(GL_VENDOR) ? "\nstill current" : "\nreleased";
+            }
+            std::cerr << "[" << report << "]";
+            std::_Exit(0);
+        };
+        std::string pattern; // the exact report, as a regular expression
+        for (const char ch : "[HeadlessContext: " + std::string(c.report) + "]")
+            pattern += std::string(std::strchr("[]().\\", ch) ? "\\" : "") + ch;
+        EXPECT_EXIT(child(), ::testing::ExitedWithCode(0), pattern);
+    }
+}
+#endif
