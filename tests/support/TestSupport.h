@@ -57,7 +57,7 @@ template <typename Action> std::string thrownBy(Action action)
 }
 
 /// `text` with the line numbers of GL check warnings ("(line 41)") written as "(line N)".
-std::string withoutLineNumbers(const std::string& text);
+std::string withoutLineNumbers(std::string text);
 
 /// A fresh directory under the system's temporary directory, removed with its content.
 class TemporaryDirectory
