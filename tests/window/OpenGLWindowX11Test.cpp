@@ -120,22 +120,10 @@ TEST(OpenGLWindowX11, OwnedWindowsPropertiesConfigurationKeysAndEnd)
         MessageLog log(keyed, {wmKeyDown, wmKeyUp, wmChar, wmSysKeyDown, wmSysKeyUp, wmSysCommand, wmClose, wmDestroy,
                                wmNcDestroy});
         Messages expected = pressed;
+        const Window window = keyed.getWindowHandle(), root = DefaultRootWindow(display);
+        const unsigned int code = XKeysymToKeycode(display, XStringToKeysym(name));
         XEvent event = {};
-        event.xkey = {KeyPress,
-                      0,
-                      True,
-                      display,
-                      keyed.getWindowHandle(),
-                      DefaultRootWindow(display),
-                      None,
-                      CurrentTime,
-                      1,
-                      1,
-                      1,
-                      1,
-                      state,
-                      XKeysymToKeycode(display, XStringToKeysym(name)),
-                      True};
+        event.xkey = {KeyPress, 0, True, display, window, root, None, CurrentTime, 1, 1, 1, 1, state, code, True};
         XSendEvent(display, event.xkey.window, False, KeyPressMask, &event);
         if (expected.back().message != wmNcDestroy)
         {

@@ -162,14 +162,16 @@ struct Host
     static bool windowExists(WindowHandle window) { return run("xwininfo -id" + id(window) + " >/dev/null 2>&1"); }
     static void activate(const OpenGLWindow& window)
     {
-        send(window.getWindowHandle(), "_NET_ACTIVE_WINDOW", {2});
-        pumpUntil(window, 2000, [&] {
-            Window focus = None;
-            int revert = 0;
-            return XGetInputFocus(connection(), &focus, &revert) && focus == window.getWindowHandle();
-        });
+        run("xdotool windowactivate --sync" + id(window.getWindowHandle()));
     }
-    static void requestClose(WindowHandle window) { send(window, "WM_PROTOCOLS", {atom("WM_DELETE_WINDOW")}, window); }
+    static void requestClose(WindowHandle window)
+    {
+        XEvent event = {};
+        event.xclient = {ClientMessage, 0, False, connection(), window, atom("WM_PROTOCOLS"), 32, {}};
+        event.xclient.data.l[0] = static_cast<long>(atom("WM_DELETE_WINDOW"));
+        XSendEvent(connection(), window, False, NoEventMask, &event);
+        XFlush(connection());
+    }
     static Vector2i screenSize() { return Vector2i(DisplayWidth(connection(), 0), DisplayHeight(connection(), 0)); }
     static Vector2i clientOrigin(WindowHandle window)
     {
@@ -196,17 +198,7 @@ struct Host
         static ::Display* const display = XOpenDisplay(nullptr);
         return display;
     }
-    static long atom(const char* name) { return static_cast<long>(XInternAtom(connection(), name, False)); }
-    /// A client message about `window`, to `to` or else to the root window (for the window manager).
-    static void send(WindowHandle window, const char* type, std::initializer_list<long> data, Window to = None)
-    {
-        XEvent event = {};
-        event.xclient = {ClientMessage, 0, False, connection(), window, static_cast<Atom>(atom(type)), 32, {}};
-        std::copy(data.begin(), data.end(), event.xclient.data.l);
-        const long mask = to ? NoEventMask : SubstructureRedirectMask | SubstructureNotifyMask;
-        XSendEvent(connection(), to ? to : DefaultRootWindow(connection()), False, mask, &event);
-        XFlush(connection());
-    }
+    static Atom atom(const char* name) { return XInternAtom(connection(), name, False); }
 };
 #endif
 
