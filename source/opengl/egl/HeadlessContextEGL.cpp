@@ -4,6 +4,7 @@
 #include <EGL/eglext.h>
 
 #include <cstdio>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 
@@ -19,20 +20,35 @@ struct HeadlessContext::Native
 
 namespace
 {
+// Every surfaceless context lives on the one display, and EGL does not count eglInitialize: the
+// first eglTerminate would end the contexts of every other thread. The contexts count themselves.
+std::mutex displayUsersMutex;
+int displayUsers = 0;
+
+void useDisplay()
+{
+    const std::lock_guard<std::mutex> lock(displayUsersMutex);
+    ++displayUsers;
+}
+
+void releaseDisplay(EGLDisplay display)
+{
+    const std::lock_guard<std::mutex> lock(displayUsersMutex);
+    if (--displayUsers == 0)
+        eglTerminate(display);
+}
+
 [[noreturn]] void fail(const char* step)
 {
-    throw std::runtime_error(std::string("HeadlessContext: ") + step + " failed (EGL error 0x" +
-                             [] {
-                                 char code[16];
-                                 std::snprintf(code, sizeof code, "%04X", eglGetError());
-                                 return std::string(code);
-                             }() +
-                             ")");
+    throw std::runtime_error(std::string("HeadlessContext: ") + step + " failed (EGL error 0x" + [] {
+        char code[16];
+        std::snprintf(code, sizeof code, "%04X", eglGetError());
+        return std::string(code);
+    }() + ")");
 }
 } // namespace
 
-HeadlessContext::HeadlessContext()
-    : native(new Native)
+HeadlessContext::HeadlessContext() : native(new Native)
 {
     auto getPlatformDisplay =
         reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
@@ -43,9 +59,10 @@ HeadlessContext::HeadlessContext()
         fail("eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA)");
     if (!eglInitialize(native->display, nullptr, nullptr))
         fail("eglInitialize");
+    useDisplay();
     if (!eglBindAPI(EGL_OPENGL_API))
     {
-        eglTerminate(native->display);
+        releaseDisplay(native->display);
         fail("eglBindAPI(EGL_OPENGL_API)");
     }
     const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
@@ -58,7 +75,7 @@ HeadlessContext::HeadlessContext()
     native->context = eglCreateContext(native->display, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
     if (native->context == EGL_NO_CONTEXT)
     {
-        eglTerminate(native->display);
+        releaseDisplay(native->display);
         fail("eglCreateContext (OpenGL 4.5 compatibility)");
     }
     makeCurrent();
@@ -68,7 +85,7 @@ HeadlessContext::~HeadlessContext()
 {
     eglMakeCurrent(native->display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     eglDestroyContext(native->display, native->context);
-    eglTerminate(native->display);
+    releaseDisplay(native->display);
 }
 
 void HeadlessContext::makeCurrent() const
