@@ -69,10 +69,11 @@ public:
     ///     slot; the format is read before any re-allocation, so a fresh texture counts with the
     ///     format GL reports before it has storage); its storage is re-allocated
     ///     (reserveStorage(M, R, getOutputFormat(i))) only when its size is not R, its format is
-    ///     not getOutputFormat(i) or it has fewer than M levels; and only when the slot is not
-    ///     consistent (new GL name or storage revision since the slot last recorded them) level
-    ///     k is attached to framebuffer k for every k: GL_DEPTH_ATTACHMENT for a
-    ///     GL_DEPTH_COMPONENT32 texture, GL_COLOR_ATTACHMENT0 + i otherwise; then the slot
+    ///     not getOutputFormat(i) or it has fewer than M levels; level k is attached to
+    ///     framebuffer k (GL_DEPTH_ATTACHMENT for a GL_DEPTH_COMPONENT32 texture,
+    ///     GL_COLOR_ATTACHMENT0 + i otherwise) for every k when the slot is not consistent (new
+    ///     GL name or storage revision since the slot last recorded them), and otherwise only
+    ///     for the framebuffers that do not carry the outputs yet (see below); then the slot
     ///     records the texture's name and revision. An empty slot has colour attachment i
     ///     detached from every framebuffer (on every update; a depth attachment is never
     ///     detached).
@@ -100,9 +101,15 @@ public:
     ///  - getMipLevelCount() is asked once per update; that one value sizes the framebuffer list
     ///    and counts the passes, so the two always agree. A count below 0 is taken as 0 for the
     ///    framebuffer list (no framebuffer, no pass; a re-allocation with it is rejected by GL).
-    ///  - When the framebuffer list grows, every output is attached anew in that update, even a
-    ///    consistent one: the new framebuffers carry no attachment yet (an output that already
-    ///    has enough levels is not re-allocated, so consistency alone would leave them empty).
+    ///  - The device counts the framebuffers that carry every output (those that were there
+    ///    when an update last finished step 4). Framebuffers beyond that count get every output
+    ///    attached, consistent slots included, by whichever update first finishes step 4: an
+    ///    output that already has enough levels is not re-allocated, so consistency alone would
+    ///    leave new framebuffers empty, and the update that grew the list may have thrown before
+    ///    attaching (for example "No input texture." from getResolution()).
+    ///  - The output sampler names are kept in the device (not shared between devices or
+    ///    threads), so devices on different threads, each with its own context, do not meet; a
+    ///    hook may run another device's update(), or this one's, in the middle of the passes.
     ///  - getOutputTextureName(j) is asked once per update (when M is at least 2), not once per
     ///    level; the sampler names are composed once and reused for every level.
     ///  - An empty output slot while M is at least 2 is a caller error; it is guarded by binding
@@ -160,6 +167,13 @@ protected:
     /// Output slots, index = slot number; each records the name and revision its texture had
     /// when it was last attached.
     std::vector<Texture2DBaseContext<std::shared_ptr<Texture2D>>> outputTextures;
+
+private:
+    /// How many of `framebuffers`, from the first, carry every output.
+    std::size_t attachedFramebufferCount = 0;
+    /// The sampler names of the outputs, kept from one update to the next so that a steady
+    /// device reuses their storage; an update holds them while it runs.
+    std::vector<std::string> outputSamplerNames;
 };
 } // namespace OpenGL
 } // namespace Tavrin

@@ -16,6 +16,8 @@ namespace OpenGL
 ///
 /// The context is current on the constructing thread while the object lives; the destructor
 /// releases it (and makes no context current). Call OpenGLContext::init() after construction.
+/// Several may live at once, one per thread for example: on Linux they share one EGL display,
+/// which the last of them terminates.
 class TAVRIN_OPENGL_EXPORT HeadlessContext
 {
 public:

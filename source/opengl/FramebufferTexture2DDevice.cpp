@@ -7,6 +7,7 @@
 
 #include <GL/glew.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace Tavrin
@@ -24,29 +25,19 @@ const std::string resolutionName = "framebufferDeviceStep.resolution";
 const std::string mipLevelIndexName = "framebufferDeviceStep.mipLevelIndex";
 const char* const outputSamplerSuffix = "Texture2DFramebufferTexture2D";
 
-// The output sampler names of the update in progress. They are kept from one update to the
-// next, so a steady device reuses their storage instead of allocating; one set per nesting
-// depth, because a hook may run another device's update() in the middle of the passes.
-std::vector<std::vector<std::string>> outputSamplerNameSets;
-std::size_t updateDepth = 0;
-
-class UpdateNesting
+// Takes the device's sampler names for the update in progress and gives them back when it ends,
+// thrown or not. A steady device reuses their storage; a nested update of the same device (run
+// from a hook) finds the member empty and composes names of its own.
+class BorrowedNames
 {
 public:
-    UpdateNesting() : depth(updateDepth++)
-    {
-        if (outputSamplerNameSets.size() <= depth)
-            outputSamplerNameSets.resize(depth + 1);
-    }
-    ~UpdateNesting() { --updateDepth; }
-    UpdateNesting(const UpdateNesting&) = delete;
-    UpdateNesting& operator=(const UpdateNesting&) = delete;
+    explicit BorrowedNames(std::vector<std::string>& owner) : owner(owner), names(std::move(owner)) {}
+    ~BorrowedNames() { owner = std::move(names); }
+    BorrowedNames(const BorrowedNames&) = delete;
+    BorrowedNames& operator=(const BorrowedNames&) = delete;
 
-    // Looked up on each use: a nested update may grow the list and move the sets.
-    std::vector<std::string>& names() const { return outputSamplerNameSets[depth]; }
-
-private:
-    std::size_t depth;
+    std::vector<std::string>& owner;
+    std::vector<std::string> names;
 };
 
 int atLeastOne(int value)
@@ -75,9 +66,12 @@ bool FramebufferTexture2DDevice::update()
     // One value sizes the framebuffer list and counts the passes, so they cannot disagree.
     const int mipLevelCount = getMipLevelCount();
     const std::size_t framebufferCount = mipLevelCount < 0 ? 0 : std::size_t(mipLevelCount);
-    const bool framebuffersGrew = framebuffers.size() < framebufferCount;
     if (framebuffers.size() != framebufferCount)
         framebuffers.resize(framebufferCount);
+    // Framebuffers from this index on are new since the last update that attached every output
+    // (one that grew the list may have thrown before getting there).
+    const std::size_t firstBare = std::min(attachedFramebufferCount, framebufferCount);
+    attachedFramebufferCount = firstBare;
 
     const Eigen::Vector2i requested = getResolution();
     const Eigen::Vector2i resolution(atLeastOne(requested.x()), atLeastOne(requested.y()));
@@ -119,10 +113,12 @@ bool FramebufferTexture2DDevice::update()
         if (!fits)
             texture->reserveStorage(mipLevelCount, resolution, outputFormat);
 
-        if (!slot.isConsistent() || framebuffersGrew)
+        // A new name or storage goes onto every framebuffer; a steady slot only onto bare ones.
+        const std::size_t firstToAttach = slot.isConsistent() ? firstBare : 0;
+        if (firstToAttach < framebufferCount)
         {
             const bool depth = texture->getInternalFormat() == GL_DEPTH_COMPONENT32;
-            for (std::size_t k = 0; k < framebufferCount; ++k)
+            for (std::size_t k = firstToAttach; k < framebufferCount; ++k)
             {
                 if (depth)
                 {
@@ -133,9 +129,10 @@ bool FramebufferTexture2DDevice::update()
                 else
                     framebuffers[k]->attachTexture2D(texture, colourAttachment, int(k));
             }
-            slot.makeConsistent();
         }
+        slot.makeConsistent();
     }
+    attachedFramebufferCount = framebufferCount;
 
     const Program* const activeProgram = program.get();
     activeProgram->use();
@@ -162,10 +159,10 @@ bool FramebufferTexture2DDevice::update()
 
     beforeRendering();
 
-    const UpdateNesting nesting;
+    BorrowedNames samplers(outputSamplerNames);
+    std::vector<std::string>& names = samplers.names;
     if (mipLevelCount >= 2)
     {
-        std::vector<std::string>& names = nesting.names();
         names.resize(outputTextures.size());
         for (std::size_t j = 0; j < outputTextures.size(); ++j)
         {
@@ -181,7 +178,6 @@ bool FramebufferTexture2DDevice::update()
     {
         if (level >= 1)
         {
-            const std::vector<std::string>& names = nesting.names();
             for (std::size_t j = 0; j < outputTextures.size(); ++j)
                 if (const Texture2D* const texture = outputTextures[j].texture.get())
                     texture->pushToProgram(activeProgram, names[j]);

@@ -1,4 +1,5 @@
-// Helpers shared by the device tests: RGBA float texels in and out of textures, GL queries.
+// Shared by the device tests: RGBA float texels in and out of textures, GL queries, a host's
+// device of either kind, and a fixture that undoes the state devices leave set.
 #pragma once
 
 #include "support/TestSupport.h"
@@ -8,12 +9,11 @@
 
 #include <Eigen/Core>
 #include <GL/glew.h>
+#include <gtest/gtest.h>
 
 #include <array>
-#include <iostream>
+#include <functional>
 #include <memory>
-#include <stdexcept>
-#include <string>
 #include <vector>
 
 namespace DeviceTest
@@ -26,23 +26,19 @@ struct Level
     Eigen::Vector2i size{0, 0};
     std::vector<Texel> texels;
 
-    Level() = default;
     explicit Level(const Eigen::Vector2i& size) : size(size), texels(std::size_t(size.x() * size.y())) {}
     Texel& at(int x, int y) { return texels[std::size_t(y * size.x() + x)]; }
     const Texel& at(int x, int y) const { return texels[std::size_t(y * size.x() + x)]; }
 };
 
-/// A deterministic, not too regular RGBA32F level.
+/// A deterministic, not too regular level; every value is exact in float.
 inline Level patternLevel(const Eigen::Vector2i& size, unsigned int seed)
 {
     Level level(size);
     unsigned int state = seed * 2654435761u + 1u;
     for (Texel& texel : level.texels)
         for (float& channel : texel)
-        {
-            state = state * 1664525u + 1013904223u;
-            channel = float((state >> 8) % 1000u) / 8.0f - 60.0f; // exact in float
-        }
+            channel = float(((state = state * 1664525u + 1013904223u) >> 8) % 1000u) / 8.0f - 60.0f;
     return level;
 }
 
@@ -55,18 +51,13 @@ inline std::shared_ptr<Tavrin::OpenGL::Texture2D> textureWith(const Level& level
     return texture;
 }
 
-inline Eigen::Vector2i levelSize(const Tavrin::OpenGL::Texture2D& texture, int level)
+/// Level `level` of an RGBA texture read back as floats.
+inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
 {
     GLint width = 0, height = 0;
     glGetTextureLevelParameterivEXT(texture.getHandle(), GL_TEXTURE_2D, level, GL_TEXTURE_WIDTH, &width);
     glGetTextureLevelParameterivEXT(texture.getHandle(), GL_TEXTURE_2D, level, GL_TEXTURE_HEIGHT, &height);
-    return Eigen::Vector2i(width, height);
-}
-
-/// Level `level` of an RGBA texture read back as floats.
-inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
-{
-    Level result(levelSize(texture, level));
+    Level result(Eigen::Vector2i(width, height));
     texture.downloadData(level, GL_RGBA, GL_FLOAT, result.texels.data(), int(result.texels.size() * sizeof(Texel)));
     return result;
 }
@@ -87,14 +78,6 @@ inline GLint uniformInt(const Tavrin::OpenGL::Program& program, const char* name
     return value[0];
 }
 
-/// GL_FRAMEBUFFER_ATTACHMENT_* `parameter` of `attachment` of framebuffer `framebuffer`.
-inline GLint attachmentParameter(unsigned int framebuffer, GLenum attachment, GLenum parameter)
-{
-    GLint value = -1;
-    glGetNamedFramebufferAttachmentParameterivEXT(framebuffer, attachment, parameter, &value);
-    return value;
-}
-
 /// Leaves GL_INVALID_ENUM pending: code that makes a checked GL call afterwards throws, and
 /// code that makes none leaves it for the test to find.
 inline void leaveErrorPending()
@@ -102,4 +85,43 @@ inline void leaveErrorPending()
     TavrinTest::drainGLErrors();
     glActiveTexture(GL_TEXTURE0 - 1);
 }
+
+/// A host's device of either kind: the test gives the program and slot counts, and sets the
+/// sampler names and the hooks.
+template <class Device> class HostDevice : public Device
+{
+public:
+    HostDevice(std::shared_ptr<Tavrin::OpenGL::Program> shader, int inputs, int outputs)
+    {
+        this->program = std::move(shader);
+        this->inputTextures.resize(std::size_t(inputs));
+        this->outputTextures.resize(std::size_t(outputs));
+    }
+    std::string getInputSamplerName(int i) const override { return i < int(inputNames.size()) ? inputNames[i] : ""; }
+    std::string getOutputTextureName(int i) const override { return i < int(outputNames.size()) ? outputNames[i] : ""; }
+    void beforeRendering() override { before(); }
+    void afterRendering() override { after(); }
+
+    using Device::outputTextures;
+    using Device::program;
+
+    std::vector<std::string> inputNames, outputNames;
+    std::function<void()> before = [] {}, after = [] {};
+};
+
+class DeviceFixture : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        glActiveTexture(GL_TEXTURE0);
+        glDisable(GL_TEXTURE_2D);
+        glMatrixMode(GL_PROJECTION);
+        glLoadIdentity();
+        glMatrixMode(GL_MODELVIEW);
+        glLoadIdentity();
+        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+        TavrinTest::drainGLErrors();
+    }
+};
 } // namespace DeviceTest

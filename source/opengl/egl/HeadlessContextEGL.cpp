@@ -4,6 +4,7 @@
 #include <EGL/eglext.h>
 
 #include <cstdio>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 
@@ -19,14 +20,32 @@ struct HeadlessContext::Native
 
 namespace
 {
-// Throws naming the failed step and its EGL error, read before `initialized` (if any) is
-// terminated: eglTerminate resets the error.
-[[noreturn]] void fail(const char* step, EGLDisplay initialized = EGL_NO_DISPLAY)
+// Every surfaceless context lives on the one display, and EGL does not count eglInitialize: the
+// first eglTerminate would end the contexts of every other thread. The contexts count themselves.
+std::mutex displayUsersMutex;
+int displayUsers = 0;
+
+void useDisplay()
+{
+    const std::lock_guard<std::mutex> lock(displayUsersMutex);
+    ++displayUsers;
+}
+
+void releaseDisplay(EGLDisplay display)
+{
+    const std::lock_guard<std::mutex> lock(displayUsersMutex);
+    if (--displayUsers == 0)
+        eglTerminate(display);
+}
+
+// Throws naming the failed step and its EGL error, read before `used` (if any) is released:
+// eglTerminate resets the error.
+[[noreturn]] void fail(const char* step, EGLDisplay used = EGL_NO_DISPLAY)
 {
     char code[16];
     std::snprintf(code, sizeof code, "%04X", eglGetError());
-    if (initialized != EGL_NO_DISPLAY)
-        eglTerminate(initialized);
+    if (used != EGL_NO_DISPLAY)
+        releaseDisplay(used);
     throw std::runtime_error(std::string("HeadlessContext: ") + step + " failed (EGL error 0x" + code + ")");
 }
 } // namespace
@@ -42,6 +61,7 @@ HeadlessContext::HeadlessContext() : native(new Native)
         fail("eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA)");
     if (!eglInitialize(native->display, nullptr, nullptr))
         fail("eglInitialize");
+    useDisplay();
     if (!eglBindAPI(EGL_OPENGL_API))
         fail("eglBindAPI(EGL_OPENGL_API)", native->display);
     const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
@@ -61,7 +81,7 @@ HeadlessContext::~HeadlessContext()
 {
     eglMakeCurrent(native->display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     eglDestroyContext(native->display, native->context);
-    eglTerminate(native->display);
+    releaseDisplay(native->display);
 }
 
 void HeadlessContext::makeCurrent() const
