@@ -1,7 +1,7 @@
 // Bad input fed to every entry point that takes it (the README's table): each case ends in its
 // documented error, with nothing leaked, the program in use unchanged, no GL error pending, and
 // a texture can still be made, filled and read back.
-#include "support/TestSupport.h"
+#include "DeviceTestSupport.h"
 
 #include <core/FileLoader.h>
 #include <core/FileTools.h>
@@ -10,21 +10,17 @@
 #include <opengl/FramebufferTexture2DDevice.h>
 #include <opengl/GLSLException.h>
 
-#include <GL/glew.h>
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 
 using namespace Tavrin::OpenGL;
+using DeviceTest::integer;
 using Dir = const TavrinTest::TemporaryDirectory&;
 
 namespace
 {
-// A resource index that still lists a stage whose file has since become unreadable (a directory
-// stands in its place): existence is answered from the index, reading goes to disk.
+// An index that lists a stage whose file is unreadable (a directory stands in its place).
 struct StaleIndexLoader : Tavrin::FileLoader
 {
     std::string listed;
@@ -35,10 +31,18 @@ struct StaleIndexLoader : Tavrin::FileLoader
     }
 };
 
+// The driver's log is its own wording: a GLSLException is reported by its type only.
 std::string loadProgram(const std::string& baseName, const Tavrin::FileLoader* loader = nullptr)
 {
-    delete Program::loadFromFile(baseName, loader);
-    return "a program";
+    try
+    {
+        delete Program::loadFromFile(baseName, loader);
+        return "a program";
+    }
+    catch (const GLSLException&)
+    {
+        return "GLSLException";
+    }
 }
 
 // Loads `bytes` as an image file into an image that holds a 2x1 GL_R8 picture, which must survive.
@@ -58,13 +62,6 @@ std::string reserve(int levels, const Eigen::Vector2i& size, unsigned int format
 {
     Texture2D().reserveStorage(levels, size, format);
     return "storage";
-}
-
-GLint integer(GLenum name)
-{
-    GLint value = 0;
-    glGetIntegerv(name, &value);
-    return value;
 }
 
 const char* const gain = "#version 430\nuniform float gain;\nout vec4 colour;\nvoid main() { colour = vec4(gain); }\n";
@@ -90,115 +87,96 @@ template <typename Device> std::string update(int inputs, int outputs, bool outp
     return Slots(inputs, outputs, output).update() ? "true" : "false";
 }
 
-struct BadInput
-{
-    const char* name;
-    std::function<std::string(Dir)> call;
-    std::string expected; // "%DIR%" stands for the case's temporary directory
-};
+using BadInput = std::tuple<const char*, std::string (*)(Dir), std::string>; // "%DIR%": the case's directory
 
-std::vector<BadInput> badInputs()
+std::string png()
 {
     TavrinTest::TemporaryDirectory directory;
     Tavrin::Image2D(Eigen::Vector2i(4, 4), GL_RGBA8).save(directory.file("valid.png"));
     std::ifstream stream(directory.file("valid.png"), std::ios::binary);
-    const std::string png(std::istreambuf_iterator<char>(stream), {});
-    std::string corrupt = png;
-    for (std::size_t i = 41; i + 16 < corrupt.size(); ++i) // past the header chunk
-        corrupt[i] = char(0xA5);
-    const std::string decode = "runtime_error \"Cannot decode image file '%DIR%/picture.png': ";
-    const std::string invalid = "runtime_error \"GLCheck: Invalid value\"; WARNING: Texture2D.cpp (line N) "
-                                "GLCheck: Invalid value";
-    return {
-        {"MissingShaderFiles", [](Dir d) { return loadProgram(d.file("absent")); },
-         "runtime_error \"No shader file for program'%DIR%/absent'\""},
-        // Whether a driver takes an empty stage is its own choice (Mesa refuses it, NVIDIA links
-        // it): either way nothing may leak.
-        {"EmptyShaderFile",
-         [](Dir d) {
-             d.write("emptyFragment.glsl", "");
-             try
-             {
-                 loadProgram(d.file("empty"));
-             }
-             catch (const GLSLException&)
-             {
-             }
-             return "refused or linked";
-         },
-         "refused or linked"},
-        {"ShaderFileThatDoesNotCompile",
-         [](Dir d) {
-             d.write("brokenFragment.glsl", "#version 430\nvoid main() { x = 1; }\n");
-             return loadProgram(d.file("broken"));
-         },
-         "GLSLException"},
-        {"UnreadableShaderFile",
-         [](Dir d) {
-             StaleIndexLoader stale;
-             std::filesystem::create_directory(stale.listed = d.file("lockedVertex.glsl"));
-             return loadProgram(d.file("locked"), &stale);
-         },
-         "runtime_error \"Cannot read file '%DIR%/lockedVertex.glsl'\""},
-        {"MissingImageFile",
-         [](Dir d) {
-             Tavrin::Image2D image(d.file("absent.png"));
-             return "an image";
-         },
-         "runtime_error \"Cannot read image file '%DIR%/absent.png'\""},
-        {"EmptyImageFile", [](Dir d) { return loadImage(d, ""); }, decode + "unknown image type\""},
-        {"TruncatedPng", [png](Dir d) { return loadImage(d, png.substr(0, png.size() / 2)); },
-         decode + "truncated PNG chunk\""},
-        {"CorruptPngData", [corrupt](Dir d) { return loadImage(d, corrupt); }, decode + "bad zlib header\""},
-        {"CorruptJpegHeader", [](Dir d) { return loadImage(d, std::string("\xFF\xD8\xFF\xC0\x00\x02garbage", 13)); },
-         decode + "corrupt JPEG marker\""},
-        {"ZeroTextureSize", [](Dir) { return reserve(1, Eigen::Vector2i(0, 0)); }, invalid},
-        {"TextureAboveTheMaximumSize",
-         [](Dir) {
-             return reserve(1, {integer(GL_MAX_TEXTURE_SIZE) + 1, 4});
-         },
-         invalid},
-        {"ZeroMipLevels", [](Dir) { return reserve(0, Eigen::Vector2i(4, 4)); }, invalid},
-        {"UniformThatDoesNotExist",
-         [](Dir) {
-             std::unique_ptr<Program> program(Program::loadFromSource("", "", "", "", gain, ""));
-             program->uniform("gain", 0.5f);
-             program->uniform("noSuchUniform", 2.0f);
-             program->uniform("noSuchUniform", 1, 2);
-             program->uniform("gain[7]", 3.0f);
-             GLfloat value = 0;
-             glGetUniformfv(program->getHandle(), program->getUniformLocation("gain"), &value);
-             return "gain " + std::to_string(value);
-         },
-         "gain 0.500000"},
-        {"ComputeDeviceWithoutOutputSlot", [](Dir) { return update<ComputeDevice>(1, 0); },
-         "false; ERROR: No output texture."},
-        {"ComputeDeviceWithOutputSlotEmpty", [](Dir) { return update<ComputeDevice>(0, 2); },
-         "false; ERROR: No output texture."},
-        {"FramebufferDeviceWithOutputSlotEmpty", [](Dir) { return update<FramebufferTexture2DDevice>(1, 1); },
-         "false; ERROR: No output texture."},
-        {"FramebufferDeviceWithInputSlotEmpty", [](Dir) { return update<FramebufferTexture2DDevice>(1, 1, true); },
-         "runtime_error \"No input texture.\""},
-        {"FramebufferDeviceWithoutInputSlot", [](Dir) { return update<FramebufferTexture2DDevice>(0, 1, true); },
-         "runtime_error \"No input texture.\""},
-    };
+    return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-// What the caller gets from one call: its exception (type and text) or its result, then what it
-// wrote to std::cout and std::cerr, with GL check line numbers as "N".
-std::string outcomeOf(const std::function<std::string()>& call)
+const std::string decode = "runtime_error \"Cannot decode image file '%DIR%/picture.png': ";
+const std::string invalid = "runtime_error \"GLCheck: Invalid value\"; WARNING: Texture2D.cpp (line N) "
+                            "GLCheck: Invalid value";
+const BadInput badInputs[] = {
+    {"MissingShaderFiles", [](Dir d) { return loadProgram(d.file("absent")); },
+     "runtime_error \"No shader file for program'%DIR%/absent'\""},
+    // Mesa refuses an empty stage, NVIDIA links it: either way nothing may leak.
+    {"EmptyShaderFile",
+     [](Dir d) {
+         d.write("emptyFragment.glsl", "");
+         loadProgram(d.file("empty")); // either outcome, nothing leaked
+         return std::string("refused or linked");
+     },
+     "refused or linked"},
+    {"ShaderFileThatDoesNotCompile",
+     [](Dir d) {
+         d.write("brokenFragment.glsl", "#version 430\nvoid main() { x = 1; }\n");
+         return loadProgram(d.file("broken"));
+     },
+     "GLSLException"},
+    {"UnreadableShaderFile",
+     [](Dir d) {
+         StaleIndexLoader stale;
+         std::filesystem::create_directory(stale.listed = d.file("lockedVertex.glsl"));
+         return loadProgram(d.file("locked"), &stale);
+     },
+     "runtime_error \"Cannot read file '%DIR%/lockedVertex.glsl'\""},
+    {"MissingImageFile",
+     [](Dir d) {
+         Tavrin::Image2D image(d.file("absent.png"));
+         return std::string("an image");
+     },
+     "runtime_error \"Cannot read image file '%DIR%/absent.png'\""},
+    {"EmptyImageFile", [](Dir d) { return loadImage(d, ""); }, decode + "unknown image type\""},
+    {"TruncatedPng", [](Dir d) { return loadImage(d, png().substr(0, png().size() / 2)); },
+     decode + "truncated PNG chunk\""},
+    {"CorruptPngData",
+     [](Dir d) {
+         std::string corrupt = png();
+         std::fill(corrupt.begin() + 41, corrupt.end() - 16, char(0xA5)); // past the header chunk
+         return loadImage(d, corrupt);
+     },
+     decode + "bad zlib header\""},
+    {"CorruptJpegHeader", [](Dir d) { return loadImage(d, std::string("\xFF\xD8\xFF\xC0\x00\x02garbage", 13)); },
+     decode + "corrupt JPEG marker\""},
+    {"ZeroTextureSize", [](Dir) { return reserve(1, Eigen::Vector2i(0, 0)); }, invalid},
+    {"TextureAboveTheMaximumSize",
+     [](Dir) {
+         return reserve(1, {integer(GL_MAX_TEXTURE_SIZE) + 1, 4});
+     },
+     invalid},
+    {"ZeroMipLevels", [](Dir) { return reserve(0, Eigen::Vector2i(4, 4)); }, invalid},
+    {"UniformThatDoesNotExist",
+     [](Dir) {
+         std::unique_ptr<Program> program(Program::loadFromSource("", "", "", "", gain, ""));
+         program->uniform("gain", 0.5f);
+         program->uniform("noSuchUniform", 2.0f);
+         program->uniform("noSuchUniform", 1, 2);
+         program->uniform("gain[7]", 3.0f);
+         GLfloat value = 0;
+         glGetUniformfv(program->getHandle(), program->getUniformLocation("gain"), &value);
+         return "gain " + std::to_string(value);
+     },
+     "gain 0.500000"},
+    {"ComputeDeviceWithoutOutputOrWithSlotEmpty",
+     [](Dir) { return update<ComputeDevice>(1, 0) + update<ComputeDevice>(0, 2); },
+     "falsefalse; ERROR: No output texture.ERROR: No output texture."},
+    {"FramebufferDeviceWithOutputSlotEmpty", [](Dir) { return update<FramebufferTexture2DDevice>(1, 1); },
+     "false; ERROR: No output texture."},
+    {"FramebufferDeviceWithInputSlotEmpty", [](Dir) { return update<FramebufferTexture2DDevice>(1, 1, true); },
+     "runtime_error \"No input texture.\""},
+    {"FramebufferDeviceWithoutInputSlot", [](Dir) { return update<FramebufferTexture2DDevice>(0, 1, true); },
+     "runtime_error \"No input texture.\""},
+};
+
+// What the caller gets: the exception or the result, then std::cout and std::cerr.
+template <typename Call> std::string seenBy(Call call)
 {
     std::string result;
-    const TavrinTest::Outcome outcome = TavrinTest::outcomeOf([&] {
-        try
-        {
-            result = call();
-        }
-        catch (const GLSLException&)
-        {
-            result = "GLSLException"; // the driver's log: its wording is the driver's own
-        }
-    });
+    const TavrinTest::Outcome outcome = TavrinTest::outcomeOf([&] { result = call(); });
     if (!outcome.thrown.empty())
         result = "runtime_error \"" + outcome.thrown + "\"";
     for (const std::string& stream : {outcome.out, outcome.err})
@@ -216,32 +194,26 @@ TEST_P(BadInputTest, GivesItsErrorAndLeavesGLUsable)
     const TavrinTest::TemporaryDirectory directory;
     const GLint program = integer(GL_CURRENT_PROGRAM);
     const std::vector<std::string> objects = TavrinTest::liveGLObjects();
-    std::string expected = GetParam().expected;
+    std::string expected = std::get<2>(GetParam());
     for (std::size_t at; (at = expected.find("%DIR%")) != std::string::npos;)
         expected.replace(at, 5, directory.path());
-    EXPECT_EQ(outcomeOf([&] { return GetParam().call(directory); }), expected);
+    EXPECT_EQ(seenBy([&] { return std::get<1>(GetParam())(directory); }), expected);
     EXPECT_EQ(TavrinTest::liveGLObjects(), objects);
     EXPECT_EQ(integer(GL_CURRENT_PROGRAM), program);
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-    const unsigned char texels[12] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-    unsigned char back[12] = {};
-    Texture2D texture;
-    texture.reserveStorage(1, Eigen::Vector2i(3, 1), GL_RGBA8);
-    texture.uploadData(Eigen::Vector2i(3, 1), texels, GL_RGBA, GL_UNSIGNED_BYTE, 0, GL_TEXTURE_2D);
-    texture.downloadData(0, GL_RGBA, GL_UNSIGNED_BYTE, back, 12);
-    EXPECT_EQ(std::memcmp(back, texels, 12), 0);
-    TavrinTest::drainGLErrors();
+    DeviceTest::Level level = DeviceTest::patternLevel(Eigen::Vector2i(3, 1), 5);
+    EXPECT_EQ(DeviceTest::download(*DeviceTest::textureWith(level), 0).texels, level.texels);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, BadInputTest, ::testing::ValuesIn(badInputs()),
-                         [](const ::testing::TestParamInfo<BadInput>& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Cases, BadInputTest, ::testing::ValuesIn(badInputs),
+                         [](const ::testing::TestParamInfo<BadInput>& info) { return std::get<0>(info.param); });
 
-// An allocation far beyond what the process can hold. GL may report it as GL_OUT_OF_MEMORY, which
-// surfaces as the checked exception; a driver that defers or over-commits it reports nothing.
+// GL may report a huge allocation as GL_OUT_OF_MEMORY, the checked exception; a driver that
+// defers or over-commits it reports nothing.
 TEST(BadInputOutOfMemory, HugeTextureSurfacesAsOutOfMemory)
 {
     const GLint side = integer(GL_MAX_TEXTURE_SIZE);
-    const std::string outcome = outcomeOf([&] { return reserve(1, Eigen::Vector2i(side, side), GL_RGBA32F); });
+    const std::string outcome = seenBy([&] { return reserve(1, Eigen::Vector2i(side, side), GL_RGBA32F); });
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
     if (outcome == "storage")
         GTEST_SKIP() << "the driver allocated " << side << " x " << side << " RGBA32F without an error";

@@ -1,4 +1,4 @@
-// Framebuffer completeness and draw-buffer lists, and the quads drawn into a framebuffer and read
+// Framebuffer completeness and draw-buffer lists, and quads drawn into a framebuffer and read
 // back: corners, texture coordinates and winding.
 #include "support/TestSupport.h"
 
@@ -21,20 +21,20 @@ TEST(Framebuffer, CompletenessFollowsAttachmentsAndDrawBuffersAreSequential)
     const auto status = [&] { return thrownBy([&] { framebuffer.checkStatus(); }); };
     EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
     color.reserveStorage(1, Eigen::Vector2i(8, 8), GL_RGBA32F);
+    depth.reserveStorage(1, Eigen::Vector2i(8, 8), GL_DEPTH_COMPONENT24);
     framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 0);
     EXPECT_EQ(status(), "");
-    framebuffer.detachTexture2D(GL_COLOR_ATTACHMENT0);
-    EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
-    framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 0);
     framebuffer.attachTexture2D(&color, GL_DEPTH_ATTACHMENT, 0); // colour at the depth point
     EXPECT_EQ(status(), "Framebuffer incomplete: Incomplete attachment");
-    depth.reserveStorage(1, Eigen::Vector2i(8, 8), GL_DEPTH_COMPONENT24);
     framebuffer.attachTexture2D(&depth, GL_DEPTH_ATTACHMENT, 0);
+    framebuffer.detachTexture2D(GL_COLOR_ATTACHMENT0);
     EXPECT_EQ(status(), "");
+    framebuffer.detachTexture2D(GL_DEPTH_ATTACHMENT);
+    EXPECT_EQ(status(), "Framebuffer incomplete: Missing attachment");
     // GL errors surface at the checks: a level the texture lacks, an unknown attachment point.
-    EXPECT_EQ(thrownBy([&] { framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 5); }),
-              "GLCheck: Invalid value");
-    EXPECT_EQ(thrownBy([&] { framebuffer.detachTexture2D(GL_TEXTURE_2D); }), "GLCheck: Invalid enum");
+    EXPECT_EQ(thrownBy([&] { framebuffer.attachTexture2D(&color, GL_COLOR_ATTACHMENT0, 5); }) +
+                  thrownBy([&] { framebuffer.detachTexture2D(GL_TEXTURE_2D); }),
+              "GLCheck: Invalid valueGLCheck: Invalid enum");
 
     // The first `count` colour attachments, the count kept within the 16 of the table.
     GLint maxDrawBuffers = 0, buffer = -1;
@@ -63,79 +63,70 @@ namespace
 {
 using Pixel = std::array<unsigned char, 4>;
 // The 2x2 source texture, bottom row first: texel (s, t) sits at texture corner (s, t).
-const Pixel texel00 = {255, 0, 0, 255}, texel10 = {0, 255, 0, 255}, texel01 = {0, 0, 255, 255},
-            texel11 = {255, 255, 0, 255}, clear = {0, 0, 0, 0};
+const Pixel t00 = {255, 0, 0, 255}, t10 = {0, 255, 0, 255}, t01 = {0, 0, 255, 255}, t11 = {255, 255, 0, 255},
+            clear = {0, 0, 0, 0};
 
-class Quads : public ::testing::Test
+// Draws with `culledFace` culled (GL_NONE: none) into a cleared 64x64 framebuffer, the 2x2 source
+// texture replacing the colour, and reads the given pixels.
+template <typename Draw>
+std::vector<Pixel> drawn(Draw draw, GLenum culledFace, const std::vector<std::array<int, 2>>& at)
 {
-protected:
-    void SetUp() override
-    {
-        target.reserveStorage(1, Eigen::Vector2i(64, 64), GL_RGBA8);
-        framebuffer.attachTexture2D(&target, GL_COLOR_ATTACHMENT0, 0);
-        framebuffer.bind();
-        glViewport(0, 0, 64, 64);
-        const Pixel texels[] = {texel00, texel10, texel01, texel11};
-        source.reserveStorage(1, Eigen::Vector2i(2, 2), GL_RGBA8);
-        source.uploadData(Eigen::Vector2i(2, 2), texels, GL_RGBA, GL_UNSIGNED_BYTE, 0, GL_TEXTURE_2D);
-        glTextureParameteriEXT(source.getHandle(), GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-        glTextureParameteriEXT(source.getHandle(), GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-        source.bind();
-        glEnable(GL_TEXTURE_2D);
-        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
-    }
-    void TearDown() override
-    {
-        glDisable(GL_TEXTURE_2D);
-        glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
-        Texture2D::unbind();
-        Framebuffer::unbind();
-        EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-    }
-    // Clears, draws with `culledFace` culled (GL_NONE: no culling) and reads the given pixels.
-    template <typename Draw>
-    static std::vector<Pixel> drawn(Draw draw, GLenum culledFace, const std::vector<std::array<int, 2>>& at)
-    {
-        glClearColor(0, 0, 0, 0);
-        glClear(GL_COLOR_BUFFER_BIT);
-        glCullFace(culledFace == GL_NONE ? GL_BACK : culledFace);
-        (culledFace == GL_NONE ? glDisable : glEnable)(GL_CULL_FACE);
-        draw();
-        glDisable(GL_CULL_FACE);
-        std::vector<Pixel> pixels(at.size());
-        for (std::size_t i = 0; i < at.size(); ++i)
-            glReadPixels(at[i][0], at[i][1], 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixels[i].data());
-        return pixels;
-    }
     Framebuffer framebuffer;
     Texture2D target, source;
-};
+    target.reserveStorage(1, Eigen::Vector2i(64, 64), GL_RGBA8);
+    framebuffer.attachTexture2D(&target, GL_COLOR_ATTACHMENT0, 0);
+    framebuffer.bind();
+    glViewport(0, 0, 64, 64);
+    const Pixel texels[] = {t00, t10, t01, t11};
+    source.reserveStorage(1, Eigen::Vector2i(2, 2), GL_RGBA8);
+    source.uploadData(Eigen::Vector2i(2, 2), texels, GL_RGBA, GL_UNSIGNED_BYTE, 0, GL_TEXTURE_2D);
+    source.bind();
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glEnable(GL_TEXTURE_2D);
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_REPLACE);
+    glClearColor(0, 0, 0, 0);
+    glClear(GL_COLOR_BUFFER_BIT);
+    glCullFace(culledFace == GL_NONE ? GL_BACK : culledFace);
+    (culledFace == GL_NONE ? glDisable : glEnable)(GL_CULL_FACE);
+    draw();
+    glDisable(GL_CULL_FACE);
+    glDisable(GL_TEXTURE_2D);
+    glTexEnvi(GL_TEXTURE_ENV, GL_TEXTURE_ENV_MODE, GL_MODULATE);
+    std::vector<Pixel> pixels(at.size());
+    for (std::size_t i = 0; i < at.size(); ++i)
+        glReadPixels(at[i][0], at[i][1], 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, pixels[i].data());
+    Texture2D::unbind();
+    Framebuffer::unbind();
+    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    return pixels;
+}
 } // namespace
 
-TEST_F(Quads, DrawQuadCoversItsIntegerRectangleCounterClockwise)
+TEST(OpenGLTools, DrawQuadCoversItsIntegerRectangleCounterClockwise)
 {
     glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
     glOrtho(0, 64, 0, 64, -1, 1); // one unit per pixel
     glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
     const auto draw = [] { OpenGLTools::drawQuad(Eigen::Vector2i(10, 20), Eigen::Vector2i(30, 40)); };
     // Pixels 10..39 by 20..59, texture corner (0, 0) at (10, 20); nothing outside.
     EXPECT_EQ(drawn(draw, GL_NONE, {{10, 20}, {39, 20}, {39, 59}, {10, 59}, {9, 20}, {40, 20}, {10, 19}, {10, 60}}),
-              (std::vector<Pixel>{texel00, texel10, texel11, texel01, clear, clear, clear, clear}));
-    EXPECT_EQ(drawn(draw, GL_BACK, {{20, 30}}), std::vector<Pixel>{texel00});
+              (std::vector<Pixel>{t00, t10, t11, t01, clear, clear, clear, clear}));
+    EXPECT_EQ(drawn(draw, GL_BACK, {{20, 30}}), std::vector<Pixel>{t00});
     EXPECT_EQ(drawn(draw, GL_FRONT, {{20, 30}}), std::vector<Pixel>{clear});
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glMatrixMode(GL_MODELVIEW);
 }
 
-TEST_F(Quads, DrawViewportQuadCoversTheViewportClockwiseAndKeepsTheMatrix)
+TEST(OpenGLTools, DrawViewportQuadCoversTheViewportClockwiseAndKeepsTheMatrix)
 {
     const auto draw = [] { OpenGLTools::drawViewportQuad(Eigen::Vector2f(0, 0), Eigen::Vector2f(1, 1)); };
-    EXPECT_EQ(drawn(draw, GL_NONE, {{0, 0}, {63, 0}, {63, 63}, {0, 63}}),
-              (std::vector<Pixel>{texel00, texel10, texel11, texel01}));
+    EXPECT_EQ(drawn(draw, GL_NONE, {{0, 0}, {63, 0}, {63, 63}, {0, 63}}), (std::vector<Pixel>{t00, t10, t11, t01}));
     EXPECT_EQ(drawn(draw, GL_BACK, {{10, 10}}), std::vector<Pixel>{clear});
-    EXPECT_EQ(drawn(draw, GL_FRONT, {{10, 10}}), std::vector<Pixel>{texel00});
+    EXPECT_EQ(drawn(draw, GL_FRONT, {{10, 10}}), std::vector<Pixel>{t00});
     // Offset and scale move it to the upper right quarter; the matrix stays, the colour is white.
     glTranslatef(0, 0, 0.25f); // not the identity, yet moves nothing on screen
     glColor4f(0.2f, 0.3f, 0.4f, 0.5f);
@@ -143,9 +134,10 @@ TEST_F(Quads, DrawViewportQuadCoversTheViewportClockwiseAndKeepsTheMatrix)
     glGetFloatv(GL_MODELVIEW_MATRIX, before.data());
     EXPECT_EQ(drawn([] { OpenGLTools::drawViewportQuad(Eigen::Vector2f(0.5f, 0.5f), Eigen::Vector2f(0.5f, 0.5f)); },
                     GL_NONE, {{31, 31}, {32, 32}, {63, 63}}),
-              (std::vector<Pixel>{clear, texel00, texel11}));
+              (std::vector<Pixel>{clear, t00, t11}));
     glGetFloatv(GL_MODELVIEW_MATRIX, after.data());
     glGetFloatv(GL_CURRENT_COLOR, color.data());
     EXPECT_EQ(before, after);
     EXPECT_EQ(color, (std::vector<GLfloat>{1, 1, 1, 1}));
+    glLoadIdentity();
 }

@@ -1,5 +1,5 @@
-// One GL context for the whole test executable, current on the main thread, and the GL object
-// census: every test must end with no more live GL objects than it started with.
+// One GL context for the whole executable, current on the main thread, and the GL object census:
+// every test must end with no more live GL objects than it started with.
 #include "support/GLTestEnvironment.h"
 #include "support/TestSupport.h"
 
@@ -34,14 +34,10 @@ class GLTestEnvironment : public ::testing::Environment
 
 class GLObjectCensus : public ::testing::EmptyTestEventListener
 {
-    void OnTestStart(const ::testing::TestInfo&) override
-    {
-        TavrinTest::resetGLObjectGrowthAllowance();
-        before = TavrinTest::liveGLObjects();
-    }
+    void OnTestStart(const ::testing::TestInfo&) override { before = TavrinTest::liveGLObjects(); }
     void OnTestEnd(const ::testing::TestInfo& test) override
     {
-        if (TavrinTest::glObjectGrowthAllowed() || test.result()->Skipped())
+        if (test.result()->Skipped())
             return;
         const std::vector<std::string> after = TavrinTest::liveGLObjects();
         std::string leaked;

@@ -2,8 +2,7 @@
 
 namespace TavrinTest
 {
-/// While alive, no GL context is current on the calling thread; on destruction the GL suite's
-/// context is made current again. For code that must run without a context.
+/// While alive, no GL context is current on this thread; then the suite's context is again.
 class NoCurrentContext
 {
 public:

@@ -1,8 +1,7 @@
 #pragma once
 
-// The process's memory as the system counts it, for the soak tests: resident bytes on Linux
-// (/proc/self/statm), committed private bytes on Windows (the figure a leaking heap grows).
-
+// The process's memory as the system counts it: resident bytes on Linux, committed private bytes
+// on Windows (the figure a leaking heap grows).
 #include <cstddef>
 
 #if defined(_WIN32)
@@ -19,8 +18,7 @@
 
 namespace TavrinTest
 {
-/// Whether the build runs under AddressSanitizer, whose quarantine of freed blocks makes the
-/// process's memory grow by design (LeakSanitizer watches the heap there instead).
+/// AddressSanitizer's quarantine makes the process grow by design (LeakSanitizer watches there).
 constexpr bool underAddressSanitizer()
 {
 #if defined(__SANITIZE_ADDRESS__)

@@ -1,7 +1,6 @@
-// Sanitizer builds only (Linux). Mesa's driver is unloaded at exit before LeakSanitizer looks;
-// the driver's globals then vanish and the memory they held reads as leaked, allocated from
-// "<unknown module>" and so impossible to suppress by name. Keeping the driver loaded lets
-// LeakSanitizer see that memory as reachable; leaks of the project's own code still show.
+// Sanitizer builds only (Linux). Mesa's driver is unloaded at exit before LeakSanitizer looks, and
+// the memory its globals held then reads as leaked from "<unknown module>", which no suppression
+// can name. Keeping the driver loaded keeps that memory reachable.
 #include <dlfcn.h>
 
 #include <cstdlib>

@@ -10,11 +10,6 @@
 
 namespace TavrinTest
 {
-namespace
-{
-bool growthAllowed = false;
-}
-
 std::string withoutLineNumbers(std::string text)
 {
     for (std::size_t at = text.find(" (line "); at != std::string::npos; at = text.find(" (line ", at + 1))
@@ -46,8 +41,7 @@ std::string TemporaryDirectory::write(const std::string& name, const std::string
 {
     const std::string path = file(name);
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    std::ofstream stream(path, std::ios::binary);
-    if (!(stream << content))
+    if (!(std::ofstream(path, std::ios::binary) << content))
         throw std::runtime_error("cannot write " + path);
     return path;
 }
@@ -61,8 +55,8 @@ void drainGLErrors()
 
 std::vector<std::string> liveGLObjects()
 {
-    // A name of each kind made and given back now: GL hands out rising names, so every live one
-    // lies below it (the scan's margin covers a driver that hands freed names out again).
+    // GL hands out rising names: every live one lies below a fresh one (the margin covers a
+    // driver that hands freed names out again).
     GLuint fresh[5] = {};
     glGenTextures(1, &fresh[0]);
     glDeleteTextures(1, &fresh[0]);
@@ -71,7 +65,7 @@ std::vector<std::string> liveGLObjects()
     glDeleteProgram(fresh[2] = glCreateProgram());
     glDeleteShader(fresh[3] = glCreateShader(GL_VERTEX_SHADER));
     glDeleteLists(fresh[4] = glGenLists(1), 1);
-    // The GLEW entry points are variables: read them now, after OpenGLContext::init().
+    // GLEW's entry points are variables: read them now, after OpenGLContext::init().
     const std::pair<const char*, GLboolean (*)(GLuint)> kinds[] = {
         {"texture", [](GLuint n) { return glIsTexture(n); }},
         {"framebuffer", [](GLuint n) { return glIsFramebuffer(n); }},
@@ -85,20 +79,5 @@ std::vector<std::string> liveGLObjects()
                 live.push_back(std::string(kinds[kind].first) + " " + std::to_string(name));
     std::sort(live.begin(), live.end());
     return live;
-}
-
-void allowGLObjectGrowth()
-{
-    growthAllowed = true;
-}
-
-bool glObjectGrowthAllowed()
-{
-    return growthAllowed;
-}
-
-void resetGLObjectGrowthAllowance()
-{
-    growthAllowed = false;
 }
 } // namespace TavrinTest

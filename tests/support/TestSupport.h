@@ -8,8 +8,7 @@
 
 namespace TavrinTest
 {
-/// Captures what is written to a standard stream (std::cout, std::cerr) while alive, by swapping
-/// the stream's buffer: the library's streams are the host's streams.
+/// Captures what is written to a standard stream while alive (the library's streams are the host's).
 class StreamCapture
 {
 public:
@@ -25,8 +24,7 @@ private:
     std::streambuf* original;
 };
 
-/// What a call shows a host: the text of the std::runtime_error it throws ("" if none) and what
-/// it wrote to std::cout and std::cerr meanwhile.
+/// What a call shows a host: its std::runtime_error's text ("" if none) and its std::cout/std::cerr.
 struct Outcome
 {
     std::string out, thrown, err;
@@ -49,14 +47,13 @@ template <typename Action> Outcome outcomeOf(Action action)
     return outcome;
 }
 
-/// The text of the std::runtime_error that `action` throws ("" if none); the standard streams
-/// are captured so that GL check warnings stay out of the test log.
+/// The text of the std::runtime_error that `action` throws ("" if none), its output kept out of the log.
 template <typename Action> std::string thrownBy(Action action)
 {
     return outcomeOf(action).thrown;
 }
 
-/// `text` with the line numbers of GL check warnings ("(line 41)") written as "(line N)".
+/// `text` with GL check line numbers ("(line 41) ") written as "(line N) ".
 std::string withoutLineNumbers(std::string text);
 
 /// A fresh directory under the system's temporary directory, removed with its content.
@@ -67,28 +64,19 @@ public:
     ~TemporaryDirectory();
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
     const std::string& path() const { return directory; }
-    /// path() + "/" + name
     std::string file(const std::string& name) const { return directory + "/" + name; }
-    /// Writes `content` to file(name), making its directories, and returns that path.
+    /// Writes `content` to file(name), making its directories; returns that path.
     std::string write(const std::string& name, const std::string& content) const;
 
 private:
     std::string directory;
 };
 
-/// Takes every pending GL error (tests that provoke errors leave none behind).
+/// Takes every pending GL error.
 void drainGLErrors();
 
-/// The GL objects of the current context that exist by GL's own account (glIsTexture,
-/// glIsFramebuffer, glIsProgram, glIsShader, glIsList over every name in use), sorted, as
-/// "texture 3", "program 7", ... The GL suite compares this before and after every test.
+/// The GL objects that exist by GL's own account (glIsTexture, ... over every name in use), sorted,
+/// as "texture 3", "program 7", ...; the GL suite compares this before and after every test.
 std::vector<std::string> liveGLObjects();
-
-/// Lets the running test end with more GL objects than it started with (for a test whose
-/// subject is an object that outlives it on purpose). Resets at the next test.
-void allowGLObjectGrowth();
-bool glObjectGrowthAllowed();
-void resetGLObjectGrowthAllowance();
 } // namespace TavrinTest

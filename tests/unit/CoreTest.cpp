@@ -27,41 +27,34 @@ TEST(StringTools, ParseSplitLowerAndTrimAsDocumented)
         EXPECT_EQ(StringTools::stringToInt(texts[i]), values[i]) << '"' << texts[i] << '"';
     EXPECT_EQ(StringTools::stringToInt("-99999999999999999999"), INT_MIN); // past any integer type
     EXPECT_EQ(StringTools::intToString(INT_MIN), "-2147483648");
-
     EXPECT_EQ(StringTools::tokenize("a\n\nb\nc\n", "\n"), (Pieces{"a", "b", "c"}));
     EXPECT_EQ(StringTools::tokenize("\nx,y;z", ",;\n"), (Pieces{"x", "y", "z"}));
     EXPECT_EQ(StringTools::tokenize("\n\n", "\n"), Pieces{});
     EXPECT_EQ(StringTools::tokenize("abc", ""), Pieces{"abc"});
-
     EXPECT_EQ(StringTools::toLower("AZaz@[\xC4Z"), "azaz@[\xC4z"); // bytes outside ASCII stay
-    EXPECT_EQ(StringTools::trim(" \t\r\n\v\fa b \t\r\n\v\f"), "a b");
-    EXPECT_EQ(StringTools::trim(" \t\r\n\v\f"), "");
-    EXPECT_EQ(StringTools::trim("x"), "x");
+    EXPECT_EQ(StringTools::trim(" \t\r\n\v\fa b \t\r\n\v\f") + StringTools::trim(" \t\r\n\v\f") +
+                  StringTools::trim("x"),
+              "a bx");
 }
 
 TEST(FileTools, LoadsFilesAndSearchesLoaderDirectoriesInOrder)
 {
     TavrinTest::TemporaryDirectory first, second;
     const std::string binary("line1\nline2\0tail", 16);
-    const std::string path = first.write("a.glsl", binary);
-    EXPECT_TRUE(FileTools::fileExists(path));
-    EXPECT_EQ(FileTools::loadFileAsString(path), binary);
+    EXPECT_EQ(FileTools::loadFileAsString(first.write("a.glsl", binary)), binary);
     EXPECT_EQ(FileTools::loadFileAsString(first.write("empty.glsl", "")), "");
     for (const std::string& unreadable : {first.file("missing.glsl"), first.path()}) // a directory is no file
-    {
-        EXPECT_FALSE(FileTools::fileExists(unreadable));
-        EXPECT_EQ(TavrinTest::thrownBy([&] { FileTools::loadFileAsString(unreadable); }),
-                  "Cannot read file '" + unreadable + "'");
-    }
-
+        EXPECT_EQ(std::to_string(FileTools::fileExists(unreadable)) +
+                      TavrinTest::thrownBy([&] { FileTools::loadFileAsString(unreadable); }),
+                  "0Cannot read file '" + unreadable + "'");
     second.write("shaders/blurVertex.glsl", "second");
     second.write("only.txt", "only in second");
     first.write("shaders/blurVertex.glsl", "first");
     DirectoryFileLoader loader({first.path(), second.path()});
     EXPECT_TRUE(FileTools::fileExists("shaders/blurVertex.glsl", &loader));
-    EXPECT_EQ(loader.loadFileAsString("shaders/blurVertex.glsl"), "first");
-    EXPECT_EQ(loader.loadFileAsString("only.txt"), "only in second");
-    EXPECT_EQ(loader.loadFileAsString(second.file("only.txt")), "only in second"); // absolute: as it is
+    EXPECT_EQ(loader.loadFileAsString("shaders/blurVertex.glsl") + loader.loadFileAsString("only.txt") +
+                  loader.loadFileAsString(second.file("only.txt")), // absolute: as it is
+              "firstonly in secondonly in second");
     EXPECT_FALSE(loader.fileExists("nothing.txt") || loader.fileExists(first.file("nothing.txt")));
     EXPECT_EQ(TavrinTest::thrownBy([&] { loader.loadFileAsString("nothing.txt"); }), "Cannot read file 'nothing.txt'");
 }
@@ -112,8 +105,7 @@ TEST(Image2D, SavesAndLoadsPngOfEveryByteFormatAndRefusesTheRest)
     EXPECT_EQ(Image2D::bytesPerTexel(0x822E) + Image2D::bytesPerTexel(0x8814), 20); // R32F, RGBA32F
 }
 
-// Damaged and forged files (several once crashed the decoder): each ends in an error naming the
-// file and the fault, and the image keeps what it held.
+// Damaged and forged files (several once crashed the decoder): an error naming file and fault.
 TEST(Image2D, DamagedFilesEndInAnErrorAndLeaveTheImageAlone)
 {
     const std::string png = "\x89PNG\r\n\x1a\n"s, soi = "\xff\xd8"s,
@@ -145,5 +137,4 @@ TEST(Image2D, DamagedFilesEndInAnErrorAndLeaveTheImageAlone)
             "Cannot decode image file 'f.img': " + forged.second);
         EXPECT_EQ(image.getSize(), Eigen::Vector2i(2, 1));
     }
-    EXPECT_EQ(TavrinTest::thrownBy([] { Image2D("missing.png"); }), "Cannot read image file 'missing.png'");
 }

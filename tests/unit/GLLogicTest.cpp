@@ -27,26 +27,22 @@ TEST(GLSLException, CarriesItsOwnCopyOfTheLog)
     EXPECT_NE(copy.what(), original.what()); // own storage
     assigned = original;
     assigned = *&assigned;
-    const std::exception& base = assigned;
-    EXPECT_STREQ(base.what(), "0(3) : error C0000: syntax error");
+    EXPECT_STREQ(static_cast<const std::exception&>(assigned).what(), original.what());
     EXPECT_EQ(copy.getInfoLogText(), original.getInfoLogText());
-    EXPECT_EQ(GLSLException("").getInfoLogText(), "");
 }
 
 TEST(GLMessages, EveryCodeHasItsExactText)
 {
-    // Codes 0x0500 to 0x0507.
     const char* const checks[] = {"Invalid enum",
                                   "Invalid value",
                                   "Invalid operation",
                                   "Stack overflow",
                                   "Stack underflow",
                                   "Out of memory",
-                                  "Invalid framebuffer operation",
-                                  "Unknown error"};
-    for (unsigned int code = 0x0500; code <= 0x0507; ++code)
-        EXPECT_EQ(GLCheck::errorMessage(code), "GLCheck: " + std::string(checks[code - 0x0500]));
-    EXPECT_STREQ(GLCheck::errorMessage(0x04FF), "GLCheck: Unknown error");
+                                  "Invalid framebuffer operation"};
+    for (unsigned int code = 0x04FF; code <= 0x0507; ++code)
+        EXPECT_EQ(GLCheck::errorMessage(code),
+                  "GLCheck: " + std::string(code - 0x0500 < 7 ? checks[code - 0x0500] : "Unknown error"));
 
     EXPECT_EQ(Framebuffer::statusMessage(GL_FRAMEBUFFER_COMPLETE), nullptr);
     const std::pair<unsigned int, std::string> statuses[] = {
@@ -59,10 +55,7 @@ TEST(GLMessages, EveryCodeHasItsExactText)
         {GL_FRAMEBUFFER_UNDEFINED, "Framebuffer Object Error"}};
     for (const auto& status : statuses)
         EXPECT_EQ(Framebuffer::statusMessage(status.first), status.second);
-
-    static_assert(Detail::bareFileName("a/b/Texture2D.cpp")[0] == 'T', "evaluated at compile time");
     EXPECT_STREQ(Detail::bareFileName("C:\\src\\opengl/Program.cpp"), "Program.cpp");
-    EXPECT_STREQ(Detail::bareFileName("Shader.cpp"), "Shader.cpp");
 }
 
 // An assembled source of three lines: line 1 from common.glsl line 7, lines 2 and 3 from
@@ -97,13 +90,11 @@ TEST(ShaderLogMapping, RewritesEachLineByItsVendorsForm)
         {A, "", ""}};
     for (const auto& c : cases)
         EXPECT_EQ(Shader::mapInfoLog(std::get<1>(c), lines, files, std::get<0>(c)), std::get<2>(c)) << std::get<1>(c);
-    // An index with no entry in either vector passes the line through; the widest line number prints exactly.
+    // An index with no entry in either vector passes the line through.
     for (const std::string log : {"0(2) : error C0000: e", "ERROR: 0:2: e"})
-    {
-        const Program::Vendor vendor = log[0] == '0' ? N : A;
-        EXPECT_EQ(Shader::mapInfoLog(log, {1}, {"a.glsl", "b.glsl"}, vendor), log);
-        EXPECT_EQ(Shader::mapInfoLog(log, {1, 2}, {"a.glsl"}, vendor), log);
-    }
+        EXPECT_EQ(Shader::mapInfoLog(log, {1}, {"a.glsl", "b.glsl"}, log[0] == '0' ? N : A) +
+                      Shader::mapInfoLog(log, {1, 2}, {"a.glsl"}, log[0] == '0' ? N : A),
+                  log + log);
     EXPECT_EQ(Shader::mapInfoLog("0(1) : e", {2147483647}, {"a.glsl"}, N), "a.glsl (2147483648) : e");
 }
 
@@ -113,8 +104,7 @@ TEST(ProgramVendor, NvidiaOnlyWhenTheNameSaysSoInCapitals)
         EXPECT_EQ(Program::vendorFromName(name), Program::NVIDIA) << name;
     for (const char* name : {"ATI Technologies Inc.", "nvidia", "Mesa", "NVIDI", ""})
         EXPECT_EQ(Program::vendorFromName(name), Program::ATI) << name;
-    // Nothing in this suite has a context: the vendor keeps its start value until initVendor()
-    // finds no vendor string.
+    // No context here: the start value stays until initVendor() finds no vendor string.
     EXPECT_EQ(Program::getVendor(), Program::NVIDIA);
     EXPECT_EQ(TavrinTest::outcomeOf([] { Program::initVendor(); }).out, "INFO: ");
     EXPECT_EQ(Program::getVendor(), Program::ATI);
@@ -122,15 +112,14 @@ TEST(ProgramVendor, NvidiaOnlyWhenTheNameSaysSoInCapitals)
 
 TEST(Texture2DArithmetic, FullMipLevelCountKeepsItsMixedPrecision)
 {
-    EXPECT_EQ(Texture2D::fullMipLevelCount(0) + Texture2D::fullMipLevelCount(-3), 0); // no storage: no level
-    // Up to 65535 the result is the exact chain length (the bit length, `bits`) but for 8192 and 32768.
+    EXPECT_EQ(Texture2D::fullMipLevelCount(0) + Texture2D::fullMipLevelCount(-3), 0);
+    // The chain length (the bit length) but for 8192 and 32768.
     for (int side = 1, bits = 1; side <= 65535; bits += (++side >> bits) & 1)
         ASSERT_EQ(Texture2D::fullMipLevelCount(side), side == 8192 || side == 32768 ? bits - 1 : bits) << side;
 }
 
 #if !defined(_WIN32)
-// Each case runs in a child process whose EGL set-up an environment variable breaks: the unit
-// suite itself never loads EGL's vendor libraries, and the child reads the variable when it does.
+// Each case runs in a child whose EGL set-up an environment variable breaks (read when EGL loads).
 TEST(HeadlessContextDeathTest, NamesTheEGLStepThatFailed)
 {
     const char* const mesa = "/usr/share/glvnd/egl_vendor.d/50_mesa.json";
