@@ -1,5 +1,4 @@
-// Framebuffer completeness and draw-buffer lists, and quads drawn into a framebuffer and read
-// back: corners, texture coordinates and winding.
+// Framebuffer completeness and draw-buffer lists; quads drawn into a framebuffer and read back.
 #include "support/TestSupport.h"
 
 #include <opengl/Framebuffer.h>
@@ -103,30 +102,12 @@ std::vector<Pixel> drawn(Draw draw, GLenum culledFace, const std::vector<std::ar
 }
 } // namespace
 
-TEST(OpenGLTools, DrawQuadCoversItsIntegerRectangleCounterClockwise)
+TEST(OpenGLTools, QuadsCoverTheirRectangleOrTheViewportWithTheirWindingAndKeepTheMatrix)
 {
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glOrtho(0, 64, 0, 64, -1, 1); // one unit per pixel
-    glMatrixMode(GL_MODELVIEW);
-    glLoadIdentity();
-    const auto draw = [] { OpenGLTools::drawQuad(Eigen::Vector2i(10, 20), Eigen::Vector2i(30, 40)); };
-    // Pixels 10..39 by 20..59, texture corner (0, 0) at (10, 20); nothing outside.
-    EXPECT_EQ(drawn(draw, GL_NONE, {{10, 20}, {39, 20}, {39, 59}, {10, 59}, {9, 20}, {40, 20}, {10, 19}, {10, 60}}),
-              (std::vector<Pixel>{t00, t10, t11, t01, clear, clear, clear, clear}));
-    EXPECT_EQ(drawn(draw, GL_BACK, {{20, 30}}), std::vector<Pixel>{t00});
-    EXPECT_EQ(drawn(draw, GL_FRONT, {{20, 30}}), std::vector<Pixel>{clear});
-    glMatrixMode(GL_PROJECTION);
-    glLoadIdentity();
-    glMatrixMode(GL_MODELVIEW);
-}
-
-TEST(OpenGLTools, DrawViewportQuadCoversTheViewportClockwiseAndKeepsTheMatrix)
-{
-    const auto draw = [] { OpenGLTools::drawViewportQuad(Eigen::Vector2f(0, 0), Eigen::Vector2f(1, 1)); };
-    EXPECT_EQ(drawn(draw, GL_NONE, {{0, 0}, {63, 0}, {63, 63}, {0, 63}}), (std::vector<Pixel>{t00, t10, t11, t01}));
-    EXPECT_EQ(drawn(draw, GL_BACK, {{10, 10}}), std::vector<Pixel>{clear});
-    EXPECT_EQ(drawn(draw, GL_FRONT, {{10, 10}}), std::vector<Pixel>{t00});
+    const auto quad = [] { OpenGLTools::drawViewportQuad(Eigen::Vector2f(0, 0), Eigen::Vector2f(1, 1)); };
+    EXPECT_EQ(drawn(quad, GL_NONE, {{0, 0}, {63, 0}, {63, 63}, {0, 63}}), (std::vector<Pixel>{t00, t10, t11, t01}));
+    EXPECT_EQ(drawn(quad, GL_BACK, {{10, 10}}), std::vector<Pixel>{clear}); // clockwise
+    EXPECT_EQ(drawn(quad, GL_FRONT, {{10, 10}}), std::vector<Pixel>{t00});
     // Offset and scale move it to the upper right quarter; the matrix stays, the colour is white.
     glTranslatef(0, 0, 0.25f); // not the identity, yet moves nothing on screen
     glColor4f(0.2f, 0.3f, 0.4f, 0.5f);
@@ -139,5 +120,15 @@ TEST(OpenGLTools, DrawViewportQuadCoversTheViewportClockwiseAndKeepsTheMatrix)
     glGetFloatv(GL_CURRENT_COLOR, color.data());
     EXPECT_EQ(before, after);
     EXPECT_EQ(color, (std::vector<GLfloat>{1, 1, 1, 1}));
+
+    // drawQuad: pixels 10..39 by 20..59 at one unit per pixel, texture corner (0, 0) at (10, 20).
+    glLoadIdentity();
+    glOrtho(0, 64, 0, 64, -1, 1);
+    const auto rectangle = [] { OpenGLTools::drawQuad(Eigen::Vector2i(10, 20), Eigen::Vector2i(30, 40)); };
+    EXPECT_EQ(
+        drawn(rectangle, GL_NONE, {{10, 20}, {39, 20}, {39, 59}, {10, 59}, {9, 20}, {40, 20}, {10, 19}, {10, 60}}),
+        (std::vector<Pixel>{t00, t10, t11, t01, clear, clear, clear, clear}));
+    EXPECT_EQ(drawn(rectangle, GL_BACK, {{20, 30}}), std::vector<Pixel>{t00}); // counter-clockwise
+    EXPECT_EQ(drawn(rectangle, GL_FRONT, {{20, 30}}), std::vector<Pixel>{clear});
     glLoadIdentity();
 }

@@ -43,11 +43,7 @@ TEST(GLCheck, WarnsOnStdoutAndThrowsTheErrorGLRaised)
                   "WARNING: Texture2D.cpp (line 41) GLCheck: " + error.second + "||GLCheck: " + error.second);
         EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
     }
-}
-
-TEST(GLCheck, StackOverflowWritesTheThreeDepthLines)
-{
-    TavrinTest::drainGLErrors();
+    // A stack overflow adds the three depths.
     GLint depth = 0;
     glGetIntegerv(GL_MAX_PROJECTION_STACK_DEPTH, &depth);
     glMatrixMode(GL_PROJECTION);
@@ -61,11 +57,7 @@ TEST(GLCheck, StackOverflowWritesTheThreeDepthLines)
                         "WARNING: Shader.cpp (line 164) Modelview matrix stack depth: 1"
                         "WARNING: Shader.cpp (line 164) Texture matrix stack depth: 1||GLCheck: Stack overflow");
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-}
-
-TEST(GLCheck, SwitchedOffLeavesTheErrorAndTheMacroReportsItsPlace)
-{
-    TavrinTest::drainGLErrors();
+    // Switched off, a check leaves the error; the macro reports its own place.
     glLineWidth(-1.0f);
     GLCheck::enableGLCheck = false;
     const TavrinTest::Outcome off = TavrinTest::outcomeOf([] {

@@ -37,7 +37,7 @@ TEST(StringTools, ParseSplitLowerAndTrimAsDocumented)
               "a bx");
 }
 
-TEST(FileTools, LoadsFilesAndSearchesLoaderDirectoriesInOrder)
+TEST(FileTools, LoadsFilesSearchesLoaderDirectoriesInOrderAndListsDirectories)
 {
     TavrinTest::TemporaryDirectory first, second;
     const std::string binary("line1\nline2\0tail", 16);
@@ -57,10 +57,7 @@ TEST(FileTools, LoadsFilesAndSearchesLoaderDirectoriesInOrder)
               "firstonly in secondonly in second");
     EXPECT_FALSE(loader.fileExists("nothing.txt") || loader.fileExists(first.file("nothing.txt")));
     EXPECT_EQ(TavrinTest::thrownBy([&] { loader.loadFileAsString("nothing.txt"); }), "Cannot read file 'nothing.txt'");
-}
-
-TEST(DirectoryIterator, ListsTheEntriesOfOneDirectoryOnce)
-{
+    // A directory's entries, each once.
     TavrinTest::TemporaryDirectory directory;
     for (const char* name : {"b.txt", "a.txt", "sub/c.txt"})
         directory.write(name, "");
@@ -79,7 +76,7 @@ TEST(DirectoryIterator, ListsTheEntriesOfOneDirectoryOnce)
     EXPECT_EQ(TavrinTest::thrownBy([&] { DirectoryIterator{missing}; }), "Cannot read directory '" + missing + "'");
 }
 
-TEST(Image2D, SavesAndLoadsPngOfEveryByteFormatAndRefusesTheRest)
+TEST(Image2D, SavesAndLoadsPngOfEveryByteFormatAndRefusesTheRestAndDamagedFiles)
 {
     TavrinTest::TemporaryDirectory directory;
     for (unsigned int format : {0x8229u /* R8 */, 0x822Bu /* RG8 */, 0x8051u /* RGB8 */, 0x8058u /* RGBA8 */})
@@ -102,11 +99,7 @@ TEST(Image2D, SavesAndLoadsPngOfEveryByteFormatAndRefusesTheRest)
               "Cannot save image file '" + directory.file("f.png") + "': only 8-bit formats have a PNG form");
     EXPECT_EQ(fails(0x8058, {2, 2}, "no/dir.png"), "Cannot write image file '" + directory.file("no/dir.png") + "'");
     EXPECT_EQ(Image2D::bytesPerTexel(0x822E) + Image2D::bytesPerTexel(0x8814), 20); // R32F, RGBA32F
-}
-
-// Damaged and forged files (several once crashed the decoder): an error naming file and fault.
-TEST(Image2D, DamagedFilesEndInAnErrorAndLeaveTheImageAlone)
-{
+    // Damaged and forged files (several once crashed the decoder): an error naming file and fault.
     const std::string png = "\x89PNG\r\n\x1a\n"s, soi = "\xff\xd8"s,
                       badTable = "\xff\xc4\x00\x13\x00"s + std::string(16, ' ');
     const std::pair<std::string, std::string> cases[] = {
