@@ -1,5 +1,4 @@
-// One GL context for the whole executable, current on the main thread, and the GL object census:
-// every test must end with no more live GL objects than it started with.
+// One GL context for the whole executable, and the census: no test may end with more GL objects.
 #include "support/GLTestEnvironment.h"
 #include "support/TestSupport.h"
 

@@ -1,7 +1,5 @@
 #pragma once
 
-// The process's memory as the system counts it: resident bytes on Linux, committed private bytes
-// on Windows (the figure a leaking heap grows).
 #include <cstddef>
 
 #if defined(_WIN32)
@@ -23,14 +21,12 @@ constexpr bool underAddressSanitizer()
 {
 #if defined(__SANITIZE_ADDRESS__)
     return true;
-#elif defined(__has_feature)
-    return __has_feature(address_sanitizer);
 #else
     return false;
 #endif
 }
 
-/// The process's memory in bytes; 0 when it cannot be read.
+/// Resident bytes on Linux, committed private bytes on Windows; 0 when it cannot be read.
 inline std::size_t processMemoryBytes()
 {
 #if defined(_WIN32)

@@ -55,8 +55,7 @@ void drainGLErrors()
 
 std::vector<std::string> liveGLObjects()
 {
-    // GL hands out rising names: every live one lies below a fresh one (the margin covers a
-    // driver that hands freed names out again).
+    // Live names lie below a fresh one (the margin covers a driver that reuses freed names).
     GLuint fresh[5] = {};
     glGenTextures(1, &fresh[0]);
     glDeleteTextures(1, &fresh[0]);

@@ -8,7 +8,7 @@
 
 namespace TavrinTest
 {
-/// Captures what is written to a standard stream while alive (the library's streams are the host's).
+/// Captures what a standard stream gets while alive (the library's streams are the host's).
 class StreamCapture
 {
 public:
@@ -53,7 +53,7 @@ template <typename Action> std::string thrownBy(Action action)
     return outcomeOf(action).thrown;
 }
 
-/// `text` with GL check line numbers ("(line 41) ") written as "(line N) ".
+/// `text` with GL check line numbers written as "(line N) ".
 std::string withoutLineNumbers(std::string text);
 
 /// A fresh directory under the system's temporary directory, removed with its content.
@@ -66,14 +66,12 @@ public:
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
     const std::string& path() const { return directory; }
     std::string file(const std::string& name) const { return directory + "/" + name; }
-    /// Writes `content` to file(name), making its directories; returns that path.
     std::string write(const std::string& name, const std::string& content) const;
 
 private:
     std::string directory;
 };
 
-/// Takes every pending GL error.
 void drainGLErrors();
 
 /// The GL objects that exist by GL's own account (glIsTexture, ... over every name in use), sorted,
