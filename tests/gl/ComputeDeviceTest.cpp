@@ -93,10 +93,7 @@ void main()
     EXPECT_EQ(thrownBy([&] { device.update(); }), "GLCheck: Invalid value");
     Program::useFixed();
     Texture2D::unbindImage(0);
-    GLint attached = -1;
-    glGetNamedFramebufferAttachmentParameterivEXT(device.framebuffer->getHandle(), GL_COLOR_ATTACHMENT1,
-                                                  GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME, &attached);
-    EXPECT_EQ(attached, 0);
+    EXPECT_EQ(attachedName(*device.framebuffer, GL_COLOR_ATTACHMENT1), 0);
     EXPECT_THROW(device.clearOutput(2, Eigen::Vector4f::Zero()), std::out_of_range);
     const auto depth = std::make_shared<Texture2D>();
     depth->reserveStorage(1, Eigen::Vector2i(2, 2), GL_DEPTH_COMPONENT32);

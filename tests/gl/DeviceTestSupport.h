@@ -4,6 +4,7 @@
 
 #include "support/TestSupport.h"
 
+#include <opengl/Framebuffer.h>
 #include <opengl/Program.h>
 #include <opengl/Texture2D.h>
 
@@ -74,6 +75,15 @@ inline GLint uniformInt(const Tavrin::OpenGL::Program& program, const char* name
     GLint value = -1;
     glGetUniformiv(program.getHandle(), glGetUniformLocation(program.getHandle(), name), &value);
     return value;
+}
+
+/// The name of what `framebuffer` has attached at `attachment` (0 for nothing).
+inline GLint attachedName(const Tavrin::OpenGL::Framebuffer& framebuffer, GLenum attachment)
+{
+    GLint name = -1;
+    glGetNamedFramebufferAttachmentParameterivEXT(framebuffer.getHandle(), attachment,
+                                                  GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME, &name);
+    return name;
 }
 
 /// A host's device of either kind: the test gives the program and slot counts, the sampler names

@@ -3,13 +3,11 @@
 // buffers and depth outputs, devices on two threads. (Refusals: the bad-input table.)
 #include "DeviceTestSupport.h"
 
-#include <opengl/Framebuffer.h>
 #include <opengl/FramebufferTexture2DDevice.h>
 #include <opengl/HeadlessContext.h>
 #include <opengl/OpenGLContext.h>
 
 #include <algorithm>
-#include <chrono>
 #include <future>
 #include <optional>
 #include <thread>
@@ -39,12 +37,19 @@ void main()
     level = vec4(framebufferDeviceStep.resolution, framebufferDeviceStep.mipLevelIndex, 1.0);
 })";
 
-// Configuration where the test sets it, the defaults where not; every pass records its viewport.
+// The pyramid device over `input`, with fresh outputs (slot 3, where there is one, for depth); the
+// test's configuration where it sets one, the defaults where not. Every pass records its viewport.
 struct TestDevice : HostDevice<FramebufferTexture2DDevice>
 {
-    TestDevice(const char* fragment, int inputs, int outputs)
-        : HostDevice(std::shared_ptr<Program>(Program::loadFromSource("", "", "", "", fragment, "")), inputs, outputs)
+    TestDevice(const Level& input, std::optional<int> levels, int outputs = 3)
+        : HostDevice(std::shared_ptr<Program>(Program::loadFromSource("", "", "", "", pyramidShader, "")), 1, outputs),
+          levels(levels)
     {
+        inputNames = {"source"};
+        outputNames = {"pyramid", "steps", "level"};
+        setInputTexture(0, textureWith(input));
+        for (int i = 0; i < outputs; ++i)
+            setOutputTexture(i, std::make_shared<Texture2D>());
     }
     const Eigen::Vector2i getResolution() const override
     {
@@ -53,7 +58,7 @@ struct TestDevice : HostDevice<FramebufferTexture2DDevice>
     int getMipLevelCount() const override { return levels ? *levels : FramebufferTexture2DDevice::getMipLevelCount(); }
     unsigned int getOutputFormat(int i) const override
     {
-        return i == depthSlot ? GL_DEPTH_COMPONENT32 : FramebufferTexture2DDevice::getOutputFormat(i);
+        return i == 3 ? GL_DEPTH_COMPONENT32 : FramebufferTexture2DDevice::getOutputFormat(i);
     }
     void drawGeometry() override
     {
@@ -68,22 +73,9 @@ struct TestDevice : HostDevice<FramebufferTexture2DDevice>
 
     std::optional<int> levels;
     std::optional<Eigen::Vector2i> resolution;
-    int depthSlot = -1;
     std::function<void()> during = [] {};
     std::vector<Eigen::Vector4i> viewports;
 };
-
-std::unique_ptr<TestDevice> pyramidDevice(const Level& input, std::optional<int> levels)
-{
-    auto device = std::make_unique<TestDevice>(pyramidShader, 1, 3);
-    device->inputNames = {"source"};
-    device->outputNames = {"pyramid", "steps", "level"};
-    device->levels = levels;
-    device->setInputTexture(0, textureWith(input));
-    for (int i = 0; i < 3; ++i)
-        device->setOutputTexture(i, std::make_shared<Texture2D>());
-    return device;
-}
 
 void expectPyramid(const Texture2D& output, Level level, int levels)
 {
@@ -98,24 +90,12 @@ void expectPyramid(const Texture2D& output, Level level, int levels)
     }
 }
 
-// The name and level of what is attached at `attachment` (level -1 when nothing is).
-std::pair<GLint, GLint> attached(const Framebuffer& framebuffer, GLenum attachment)
-{
-    GLint name = -1, level = -1;
-    glGetNamedFramebufferAttachmentParameterivEXT(framebuffer.getHandle(), attachment,
-                                                  GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME, &name);
-    if (name != 0)
-        glGetNamedFramebufferAttachmentParameterivEXT(framebuffer.getHandle(), attachment,
-                                                      GL_FRAMEBUFFER_ATTACHMENT_TEXTURE_LEVEL, &level);
-    return {name, level};
-}
-
 using FramebufferDevice = DeviceFixture;
 } // namespace
 
 TEST_F(FramebufferDevice, RendersEveryLevelAndAllocatesAndAttachesOnlyWhatItsOutputsAndFramebuffersLack)
 {
-    auto device = pyramidDevice(Level(Eigen::Vector2i(1, 1)), 1);
+    auto device = std::make_unique<TestDevice>(Level(Eigen::Vector2i(1, 1)), 1);
     std::vector<GLint> seen;
     device->before = [&] {
         seen = {integer(GL_CURRENT_PROGRAM), Texture2D::getActiveTextureIndex(),
@@ -178,8 +158,8 @@ TEST_F(FramebufferDevice, RendersEveryLevelAndAllocatesAndAttachesOnlyWhatItsOut
             EXPECT_EQ(download(*device->getOutputTexture(2), l).texels,
                       std::vector<Texel>(std::size_t(size.prod()), {float(size.x()), float(size.y()), float(l), 1.0f}));
             for (int i = 0; i < 3; ++i)
-                EXPECT_EQ(attached(*device->framebuffers[std::size_t(l)], GLenum(GL_COLOR_ATTACHMENT0 + i)),
-                          std::make_pair(GLint(device->getOutputTexture(i)->getHandle()), l))
+                EXPECT_EQ(attachedName(*device->framebuffers[std::size_t(l)], GLenum(GL_COLOR_ATTACHMENT0 + i)),
+                          GLint(device->getOutputTexture(i)->getHandle()))
                     << "framebuffer " << l << ", output " << i;
         }
         for (int i = 0; i < 3; ++i)
@@ -204,23 +184,16 @@ TEST_F(FramebufferDevice, RendersEveryLevelAndAllocatesAndAttachesOnlyWhatItsOut
     ASSERT_TRUE(device->update());
     glNamedFramebufferTexture2DEXT(device->framebuffers[1]->getHandle(), GL_COLOR_ATTACHMENT2, GL_TEXTURE_2D, 0, 0);
     ASSERT_TRUE(device->update());
-    EXPECT_EQ(attached(*device->framebuffers[1], GL_COLOR_ATTACHMENT2).first, 0);
+    EXPECT_EQ(attachedName(*device->framebuffers[1], GL_COLOR_ATTACHMENT2), 0);
 }
 
 TEST_F(FramebufferDevice, DrawsColourOutputsUpToTheFirstEmptySlotAndAttachesDepthAsDepth)
 {
-    TestDevice device(R"(#version 430
-layout(location = 0) out vec4 a;
-layout(location = 1) out vec4 b;
-layout(location = 2) out vec4 c;
-void main() { a = vec4(1.0); b = vec4(2.0); c = vec4(3.0); })",
-                      1, 4);
+    const Level input = patternLevel(Eigen::Vector2i(3, 3), 5);
+    TestDevice device(input, std::nullopt, 4);
     device.resolution = Eigen::Vector2i(0, -2); // raised to (1, 1)
-    device.depthSlot = 3;
-    device.setInputTexture(0, textureWith(Level(Eigen::Vector2i(3, 3))));
-    std::shared_ptr<Texture2D> outputs[4];
-    for (int i = 0; i < 4; ++i)
-        device.setOutputTexture(i, outputs[i] = std::make_shared<Texture2D>());
+    const std::shared_ptr<Texture2D> outputs[] = {device.getOutputTexture(1), device.getOutputTexture(2),
+                                                  device.getOutputTexture(3)};
     const GLint c0 = GL_COLOR_ATTACHMENT0, c1 = GL_COLOR_ATTACHMENT1, c2 = GL_COLOR_ATTACHMENT2,
                 c3 = GL_COLOR_ATTACHMENT3, none = GL_NONE;
     const std::pair<int, std::vector<GLint>> updates[] = {
@@ -240,19 +213,14 @@ void main() { a = vec4(1.0); b = vec4(2.0); c = vec4(3.0); })",
                   drawBuffers);
         Framebuffer::unbind();
         // Colour 1 detached once emptied, colour 2 attached though not drawn; depth never detached.
-        EXPECT_EQ((std::vector<std::pair<GLint, GLint>>{attached(framebuffer, c1), attached(framebuffer, c2),
-                                                        attached(framebuffer, c3),
-                                                        attached(framebuffer, GL_DEPTH_ATTACHMENT)}),
-                  (std::vector<std::pair<GLint, GLint>>{
-                      {emptiedSlot == -1 ? GLint(outputs[1]->getHandle()) : 0, emptiedSlot == -1 ? 0 : -1},
-                      {GLint(outputs[2]->getHandle()), 0},
-                      {0, -1},
-                      {GLint(outputs[3]->getHandle()), 0}}));
+        EXPECT_EQ((std::vector<GLint>{attachedName(framebuffer, c1), attachedName(framebuffer, c2),
+                                      attachedName(framebuffer, c3), attachedName(framebuffer, GL_DEPTH_ATTACHMENT)}),
+                  (std::vector<GLint>{emptiedSlot == -1 ? GLint(outputs[0]->getHandle()) : 0,
+                                      GLint(outputs[1]->getHandle()), 0, GLint(outputs[2]->getHandle())}));
     }
-    for (int i = 0; i < 3; ++i)
-        EXPECT_EQ(download(*outputs[i], 0).texels, std::vector<Texel>(1, {i + 1.0f, i + 1.0f, i + 1.0f, i + 1.0f}));
-    EXPECT_EQ(outputs[3]->getInternalFormat(), GL_DEPTH_COMPONENT32);
-    EXPECT_EQ(outputs[3]->getSize(), Eigen::Vector2i(1, 1));
+    EXPECT_EQ(download(*device.getOutputTexture(0), 0).texels, std::vector<Texel>{input.at(0, 0)});
+    EXPECT_EQ(download(*device.getOutputTexture(2), 0).texels, std::vector<Texel>({{1.0f, 1.0f, 0.0f, 1.0f}}));
+    EXPECT_EQ(device.getOutputTexture(0)->getSize(), Eigen::Vector2i(1, 1));
 }
 
 TEST_F(FramebufferDevice, DevicesOnTwoThreadsOrRunFromAPassKeepTheirOwnSamplerNames)
@@ -261,14 +229,14 @@ TEST_F(FramebufferDevice, DevicesOnTwoThreadsOrRunFromAPassKeepTheirOwnSamplerNa
     // own context, finishes an update and runs one more with its sampler names swapped. Then the
     // waiting pass runs a third device's update before it draws on.
     const Level input = patternLevel(Eigen::Vector2i(16, 12), 31);
-    const auto device = pyramidDevice(input, 4), nested = pyramidDevice(input, 3);
+    const auto device = std::make_unique<TestDevice>(input, 4), nested = std::make_unique<TestDevice>(input, 3);
     std::promise<void> otherInLevel1, mineInLevel1, otherDone;
     const auto await = [](std::promise<void>& signal) { signal.get_future().wait_for(std::chrono::seconds(30)); };
     std::thread other([&] {
         {
             const HeadlessContext context; // the last context alive terminates the shared display
             OpenGLContext::init();
-            const auto another = pyramidDevice(input, 4);
+            const auto another = std::make_unique<TestDevice>(input, 4);
             another->during = [&] {
                 if (another->viewports.size() == 2)
                     otherInLevel1.set_value(), await(mineInLevel1);

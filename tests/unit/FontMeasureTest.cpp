@@ -9,15 +9,6 @@
 
 using Tavrin::OpenGL::Font;
 
-namespace
-{
-// Equal, NaN to NaN, and with the same sign for zeros.
-bool same(float a, float b)
-{
-    return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
-}
-} // namespace
-
 TEST(FontMeasure, WalksTheTableInSinglePrecisionLettingNaNAndLaterEqualBoundsWin)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -54,6 +45,10 @@ TEST(FontMeasure, WalksTheTableInSinglePrecisionLettingNaNAndLaterEqualBoundsWin
     {
         Eigen::Vector2f min(-7, -7), max(-7, -7);
         Font::measure(table.data(), expected.text, min, max);
+        // Equal, NaN to NaN, and with the same sign for zeros.
+        const auto same = [](float a, float b) {
+            return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
+        };
         EXPECT_TRUE(same(min.x(), 0.0f) && same(min.y(), expected.minY) && same(max.x(), expected.width) &&
                     same(max.y(), expected.maxY))
             << '"' << expected.text << "\": min " << min.transpose() << ", max " << max.transpose();
