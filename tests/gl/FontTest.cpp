@@ -1,20 +1,11 @@
 // Outline fonts built from real faces, read back as the triangles their display lists send down
 // the pipeline: metrics and placement, the extruded solid, failures, and the font cache.
+#include "DeviceTestSupport.h"
 #include "support/GLTestEnvironment.h"
-#include "support/TestSupport.h"
 
 #include <opengl/FontManager.h>
-#include <opengl/Framebuffer.h>
-#include <opengl/Program.h>
-#include <opengl/Texture2D.h>
 
 #include <Eigen/Geometry>
-#include <GL/glew.h>
-#include <gtest/gtest.h>
-
-#include <array>
-#include <memory>
-#include <vector>
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -26,14 +17,13 @@ using TavrinTest::outcomeOf;
 
 namespace
 {
-// The shape that drawing `text` from an identity model-view sends down the pipeline, captured by
-// transform feedback as triangles (quads, strips and fans split as GL splits them).
+// What drawing `text` from an identity model-view sends down the pipeline, captured by transform
+// feedback as triangles (quads, strips and fans split as GL splits them): the front faces' extent,
+// the front and back faces' areas, and the volume that outward windings enclose.
 struct Solid
 {
-    Eigen::AlignedBox2f front; // the front faces' extent in x and y
+    Eigen::AlignedBox2f front;
     double frontArea = 0, backArea = 0, volume = 0;
-    int misfits = 0; // triangles whose normal is not unit length, disagrees with their winding or
-                     // with their depth (front z = 0, back z = -0.2, walls between)
 };
 
 Solid solidOf(const Font& font, const std::string& text)
@@ -44,10 +34,9 @@ layout(xfb_buffer = 0, xfb_offset = 0) out vec3 position;
 layout(xfb_buffer = 0, xfb_offset = 12) out vec3 normal;
 void main() { position = (gl_ModelViewMatrix * gl_Vertex).xyz; normal = gl_Normal; gl_Position = vec4(0.0); })",
                                                 "", "", "", "", ""));
-    Tavrin::OpenGL::Texture2D pixel; // a draw needs a complete framebuffer, even one that draws nothing
-    pixel.reserveStorage(1, Eigen::Vector2i(1, 1), GL_RGBA8);
-    Tavrin::OpenGL::Framebuffer target;
-    target.attachTexture2D(&pixel, GL_COLOR_ATTACHMENT0, 0);
+    Tavrin::OpenGL::Framebuffer target; // a draw needs a complete framebuffer, even one that draws nothing
+    glNamedFramebufferParameteriEXT(target.getHandle(), GL_FRAMEBUFFER_DEFAULT_WIDTH, 1);
+    glNamedFramebufferParameteriEXT(target.getHandle(), GL_FRAMEBUFFER_DEFAULT_HEIGHT, 1);
     target.bind();
     GLuint buffer = 0, query = 0, count = 0;
     glGenBuffers(1, &buffer);
@@ -65,30 +54,20 @@ void main() { position = (gl_ModelViewMatrix * gl_Vertex).xyz; normal = gl_Norma
     glGetQueryObjectuiv(query, GL_QUERY_RESULT, &count);
     std::vector<std::array<Eigen::Vector3f, 6>> triangles(count); // position, normal; three corners
     glGetBufferSubData(GL_TRANSFORM_FEEDBACK_BUFFER, 0, GLsizeiptr(count * sizeof(triangles[0])), triangles.data());
-    glLoadIdentity();
     glUseProgram(0);
     glDisable(GL_RASTERIZER_DISCARD);
     Tavrin::OpenGL::Framebuffer::unbind();
     glDeleteQueries(1, &query);
     glDeleteBuffers(1, &buffer);
-
     Solid solid;
     for (const auto& t : triangles)
     {
-        const Eigen::Vector3d a = t[0].cast<double>(), b = t[2].cast<double>(), c = t[4].cast<double>(),
-                              n = t[1].cast<double>(), cross = (b - a).cross(c - a);
-        if (cross.norm() < 2e-12)
-            continue;                          // Mesa joins the strips of a display list with degenerate triangles
-        solid.volume += a.dot(b.cross(c)) / 6; // outward windings add up to the enclosed volume
-        const bool wall = n.z() == 0;
-        const float depth = n.z() > 0 ? 0.0f : -0.2f;
-        bool fits = std::abs(n.norm() - 1) < 1e-6 && (wall || std::abs(n.z()) == 1) && cross.dot(n) > 0;
-        for (int v = 0; v < 6; v += 2)
-            fits = fits && t[v + 1] == t[1] && (t[v].z() == depth || (wall && t[v].z() == 0));
-        solid.misfits += !fits;
-        if (!wall)
-            (n.z() > 0 ? solid.frontArea : solid.backArea) += cross.norm() / 2;
-        for (int v = 0; v < 6 && n.z() > 0; v += 2)
+        const Eigen::Vector3d a = t[0].cast<double>(), b = t[2].cast<double>(), c = t[4].cast<double>();
+        const double area = (b - a).cross(c - a).norm() / 2, normalZ = t[1].z();
+        solid.volume += a.dot(b.cross(c)) / 6; // degenerate joins of strips add nothing
+        if (normalZ != 0)
+            (normalZ > 0 ? solid.frontArea : solid.backArea) += area;
+        for (int v = 0; v < 6 && normalZ > 0 && area > 1e-12; v += 2)
             solid.front.extend(t[v].head<2>());
     }
     return solid;
@@ -100,11 +79,12 @@ void main() { position = (gl_ModelViewMatrix * gl_Vertex).xyz; normal = gl_Norma
 const struct
 {
     char code;
-    int blackBoxX, blackBoxY, originX, originY, cellIncX;
-} liberationSans[] = {{'A', 1358, 1409, 4, 1409, 1366},   {'g', 921, 1524, 86, 1099, 1139},
-                      {'j', 367, 1909, -50, 1484, 455},   {'0', 979, 1450, 80, 1430, 1139},
-                      {'.', 195, 219, 187, 219, 569},     {'%', 1675, 1433, 73, 1421, 1821},
-                      {'@', 1741, 1767, 161, 1484, 2079}, {' ', 0, 0, 0, 0, 569}};
+    Eigen::Array4f box; // blackBoxX, blackBoxY, originX, originY
+    float cellIncX;
+} liberationSans[] = {{'A', {1358, 1409, 4, 1409}, 1366},   {'g', {921, 1524, 86, 1099}, 1139},
+                      {'j', {367, 1909, -50, 1484}, 455},   {'0', {979, 1450, 80, 1430}, 1139},
+                      {'.', {195, 219, 187, 219}, 569},     {'%', {1675, 1433, 73, 1421}, 1821},
+                      {'@', {1741, 1767, 161, 1484}, 2079}, {' ', {0, 0, 0, 0}, 569}};
 
 // Building a font takes a while: one of each face for the whole suite.
 class FontTest : public ::testing::Test
@@ -169,17 +149,11 @@ TEST_F(FontTest, GlyphsAreSolidsOfTheirMetricsThatAdvanceTheOrigin)
         {
             SCOPED_TRACE(std::string(font == arial ? "Arial '" : "Nimbus Sans '") + expected.code + "'");
             const Font::GlyphMetrics& glyph = font->getGlyphMetrics(static_cast<unsigned char>(expected.code));
-            if (font == arial)
-            {
-                EXPECT_NEAR(glyph.cellIncX, expected.cellIncX / 2048.0f, 0.002f);
-                EXPECT_EQ(glyph.cellIncY, 0.0f);
-                EXPECT_NEAR(
-                    (Eigen::Vector4f(glyph.blackBoxX, glyph.blackBoxY, glyph.originX, glyph.originY) * 2048.0f -
-                     Eigen::Vector4f(expected.blackBoxX, expected.blackBoxY, expected.originX, expected.originY))
-                        .cwiseAbs()
-                        .maxCoeff(),
-                    0.0f, 20.0f);
-            }
+            const Eigen::Array4f box = Eigen::Array4f(glyph.blackBoxX, glyph.blackBoxY, glyph.originX, glyph.originY);
+            // Arial's within 10 font units (Windows rounds to 1/1024 em).
+            EXPECT_TRUE(font != arial || (((box * 2048 - expected.box).abs() < 10).all() && glyph.cellIncY == 0 &&
+                                          std::abs(glyph.cellIncX * 2048 - expected.cellIncX) < 4))
+                << box.transpose() * 2048 << ", " << glyph.cellIncX * 2048;
             // The front face fills the black box; list 255 neither draws nor advances.
             const Solid solid = solidOf(*font, std::string(1, expected.code));
             const Solid twice = solidOf(*font, std::string{expected.code, '\xFF', expected.code});
@@ -192,17 +166,14 @@ TEST_F(FontTest, GlyphsAreSolidsOfTheirMetricsThatAdvanceTheOrigin)
             EXPECT_NEAR(solid.front.max().y(), glyph.originY, tolerance);
             EXPECT_NEAR(twice.front.max().x(), solid.front.max().x() + glyph.cellIncX, 1e-5f);
 #if !defined(_WIN32) // Wine's wglUseFontOutlinesW builds flat glyphs (it ignores the extrusion)
-            // A closed solid, every face wound counter-clockwise seen from outside, where its
-            // normal points: front and back alike, side walls around each contour.
-            EXPECT_EQ(solid.misfits, 0);
+            // A closed solid, every face wound counter-clockwise seen from outside: front and back
+            // alike, side walls around each contour.
             EXPECT_NEAR(solid.backArea, solid.frontArea, 1e-5);
             EXPECT_NEAR(solid.volume, 0.2 * solid.frontArea, 1e-5);
 #endif
         }
-    GLint state[2] = {0, -1};
-    glGetIntegerv(GL_FRONT_FACE, &state[0]);
-    glGetIntegerv(GL_LIST_BASE, &state[1]);
-    EXPECT_EQ(std::vector<GLint>(state, state + 2), (std::vector<GLint>{GL_CCW, 0}));
+    EXPECT_EQ(std::make_pair(DeviceTest::integer(GL_FRONT_FACE), DeviceTest::integer(GL_LIST_BASE)),
+              std::make_pair(GL_CCW, 0));
     glActiveTexture(GL_TEXTURE0 - 1); // and checks for errors (a space draws nothing)
     EXPECT_EQ(outcomeOf([] { arial->draw(" "); }).thrown, "GLCheck: Invalid enum");
     const Font::GlyphMetrics& last = arial->getGlyphMetrics(255); // never built: zero-filled
