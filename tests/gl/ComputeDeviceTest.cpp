@@ -20,13 +20,6 @@ struct TestComputeDevice : HostDevice<ComputeDevice>
     std::optional<Eigen::Vector3i> groups;
 };
 
-GLint imageOn(GLuint unit)
-{
-    GLint name = -1;
-    glGetIntegeri_v(GL_IMAGE_BINDING_NAME, unit, &name);
-    return name;
-}
-
 using ComputeDeviceTest = DeviceFixture;
 } // namespace
 
@@ -61,7 +54,10 @@ void main()
         device.clearOutput(1, Eigen::Vector4f::Constant(-2.0f)); // through attachment 1 and draw buffer 0
         seen = {integer(GL_CURRENT_PROGRAM), Texture2D::getActiveTextureIndex()};
     };
-    device.after = [&] { seen.insert(seen.end(), {integer(GL_CURRENT_PROGRAM), imageOn(0), imageOn(1)}); };
+    device.after = [&] {
+        seen.insert(seen.end(), {integer(GL_CURRENT_PROGRAM), integer(GL_IMAGE_BINDING_NAME, 0),
+                                 integer(GL_IMAGE_BINDING_NAME, 1)});
+    };
     EXPECT_EQ(device.getGroupCount(), Eigen::Vector3i(64, 64, 1));
     const std::pair<Eigen::Vector3i, Eigen::Vector3i> counts[] = {
         {{0, -3, 2}, {1, 1, 2}}, {{2, 2, 1}, {2, 2, 1}}, {{3, 1, 3}, {3, 1, 3}}}; // asked, run

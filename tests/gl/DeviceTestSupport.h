@@ -32,7 +32,7 @@ struct Level
     const Texel& at(int x, int y) const { return texels[std::size_t(y * size.x() + x)]; }
 };
 
-/// A deterministic, irregular level; every value is exact in float.
+/// An irregular level; every value is exact in float.
 inline Level patternLevel(const Eigen::Vector2i& size, unsigned int seed)
 {
     Level level(size);
@@ -63,10 +63,11 @@ inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
     return result;
 }
 
-inline GLint integer(GLenum name)
+/// glGetIntegerv, or glGetIntegeri_v where an index is given.
+inline GLint integer(GLenum name, int index = -1)
 {
-    GLint value = 0;
-    glGetIntegerv(name, &value);
+    GLint value = -1;
+    index < 0 ? glGetIntegerv(name, &value) : glGetIntegeri_v(name, GLuint(index), &value);
     return value;
 }
 

@@ -178,9 +178,7 @@ TEST_F(FontTest, GlyphsAreSolidsOfTheirMetricsThatAdvanceTheOrigin)
     EXPECT_EQ(outcomeOf([] { arial->draw(" "); }).thrown, "GLCheck: Invalid enum");
     const Font::GlyphMetrics& last = arial->getGlyphMetrics(255); // never built: zero-filled
     EXPECT_EQ(last.blackBoxX + last.blackBoxY + last.originX + last.originY + last.cellIncX + last.cellIncY, 0.0f);
-    // 0xE9 is U+00E9 (e acute): a real glyph as wide as 'e'.
-    EXPECT_EQ(arial->getGlyphMetrics(0xE9).cellIncX, arial->getGlyphMetrics('e').cellIncX);
-    EXPECT_GT(arial->getGlyphMetrics(0xE9).originY, arial->getGlyphMetrics('e').originY);
+    EXPECT_EQ(arial->getGlyphMetrics(0xE9).cellIncX, arial->getGlyphMetrics('e').cellIncX); // U+00E9, e acute
     const Font::GlyphMetrics &h = arial->getGlyphMetrics('H'), &g = arial->getGlyphMetrics('g');
     Eigen::Vector2f min, max;
     arial->getBBox("Hg", min, max);
@@ -207,11 +205,7 @@ TEST_F(FontTest, FontsThatFailWarnAndStayOutOfTheCacheWhichKeysTrimmedLowerCaseN
     const std::shared_ptr<Font> fallback = manager->getFont(""); // the default face, cached under ""
     EXPECT_TRUE(fallback && manager->getFont(" \t ") == fallback);
     EXPECT_EQ(outcomeOf([&] { EXPECT_TRUE(manager->getFont("Tavrin No Such Face")); }).out, ""); // substituted
-    // A fresh cache builds the face again; the font held from the old one still draws.
-    manager->dispose();
-    const std::shared_ptr<Font> rebuilt = FontManager::getInstance()->getFont("arial");
-    EXPECT_TRUE(rebuilt != font && font.use_count() == 1);
-    EXPECT_EQ(solidOf(*font, "Ag").frontArea, solidOf(*rebuilt, "Ag").frontArea);
-    EXPECT_GT(solidOf(*font, "Ag").frontArea, 0.1);
+    manager->dispose(); // a fresh cache builds the face again
+    EXPECT_TRUE(FontManager::getInstance()->getFont("arial") != font && font.use_count() == 1);
     FontManager::getInstance()->dispose();
 }
