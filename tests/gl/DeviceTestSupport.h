@@ -1,9 +1,10 @@
-// Shared by the device tests: RGBA float texels in and out of textures, GL queries, a host's
-// device of either kind, and a fixture that undoes the state devices leave set.
+// Shared by the device tests: RGBA float levels in and out of textures, GL queries, a host's device
+// of either kind, and a fixture that undoes the state devices leave set.
 #pragma once
 
 #include "support/TestSupport.h"
 
+#include <opengl/Framebuffer.h>
 #include <opengl/Program.h>
 #include <opengl/Texture2D.h>
 
@@ -13,12 +14,12 @@
 
 #include <array>
 #include <functional>
-#include <memory>
 #include <vector>
 
 namespace DeviceTest
 {
 using Texel = std::array<float, 4>;
+using TavrinTest::thrownBy;
 
 /// Texels of one RGBA32F level, row by row from the bottom, as GL lays them out.
 struct Level
@@ -26,12 +27,12 @@ struct Level
     Eigen::Vector2i size{0, 0};
     std::vector<Texel> texels;
 
-    explicit Level(const Eigen::Vector2i& size) : size(size), texels(std::size_t(size.x() * size.y())) {}
+    explicit Level(const Eigen::Vector2i& size, Texel fill = {}) : size(size), texels(std::size_t(size.prod()), fill) {}
     Texel& at(int x, int y) { return texels[std::size_t(y * size.x() + x)]; }
     const Texel& at(int x, int y) const { return texels[std::size_t(y * size.x() + x)]; }
 };
 
-/// A deterministic, not too regular level; every value is exact in float.
+/// An irregular level; every value is exact in float.
 inline Level patternLevel(const Eigen::Vector2i& size, unsigned int seed)
 {
     Level level(size);
@@ -62,32 +63,32 @@ inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
     return result;
 }
 
-using TavrinTest::thrownBy;
-
-inline GLint integer(GLenum name)
+/// glGetIntegerv, or glGetIntegeri_v where an index is given.
+inline GLint integer(GLenum name, int index = -1)
 {
-    GLint value = 0;
-    glGetIntegerv(name, &value);
+    GLint value = -1;
+    index < 0 ? glGetIntegerv(name, &value) : glGetIntegeri_v(name, GLuint(index), &value);
     return value;
 }
 
 inline GLint uniformInt(const Tavrin::OpenGL::Program& program, const char* name)
 {
-    GLint value[2] = {-1, -1};
-    glGetUniformiv(program.getHandle(), glGetUniformLocation(program.getHandle(), name), value);
-    return value[0];
+    GLint value = -1;
+    glGetUniformiv(program.getHandle(), glGetUniformLocation(program.getHandle(), name), &value);
+    return value;
 }
 
-/// Leaves GL_INVALID_ENUM pending: code that makes a checked GL call afterwards throws, and
-/// code that makes none leaves it for the test to find.
-inline void leaveErrorPending()
+/// The name of what `framebuffer` has attached at `attachment` (0 for nothing).
+inline GLint attachedName(const Tavrin::OpenGL::Framebuffer& framebuffer, GLenum attachment)
 {
-    TavrinTest::drainGLErrors();
-    glActiveTexture(GL_TEXTURE0 - 1);
+    GLint name = -1;
+    glGetNamedFramebufferAttachmentParameterivEXT(framebuffer.getHandle(), attachment,
+                                                  GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME, &name);
+    return name;
 }
 
-/// A host's device of either kind: the test gives the program and slot counts, and sets the
-/// sampler names and the hooks.
+/// A host's device of either kind: the test gives the program and slot counts, the sampler names
+/// and the hooks.
 template <class Device> class HostDevice : public Device
 {
 public:
@@ -101,8 +102,6 @@ public:
     std::string getOutputTextureName(int i) const override { return i < int(outputNames.size()) ? outputNames[i] : ""; }
     void beforeRendering() override { before(); }
     void afterRendering() override { after(); }
-
-    using Device::outputTextures;
     using Device::program;
 
     std::vector<std::string> inputNames, outputNames;
@@ -116,12 +115,7 @@ protected:
     {
         glActiveTexture(GL_TEXTURE0);
         glDisable(GL_TEXTURE_2D);
-        glMatrixMode(GL_PROJECTION);
-        glLoadIdentity();
-        glMatrixMode(GL_MODELVIEW);
-        glLoadIdentity();
         EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-        TavrinTest::drainGLErrors();
     }
 };
 } // namespace DeviceTest

