@@ -129,7 +129,8 @@ struct Host
     // Wine starts a Unix program named by its Unix path, but cannot wait for it.
     static bool run(std::string commandLine)
     {
-        STARTUPINFOA startup = {sizeof startup};
+        STARTUPINFOA startup = {};
+        startup.cb = sizeof startup;
         PROCESS_INFORMATION process = {};
         if (!CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
             return false;
