@@ -127,17 +127,7 @@ struct Host
     }
     static const void* currentContext() { return wglGetCurrentContext(); }
     // Wine starts a Unix program named by its Unix path, but cannot wait for it.
-    static bool run(std::string commandLine)
-    {
-        STARTUPINFOA startup = {};
-        startup.cb = sizeof startup;
-        PROCESS_INFORMATION process = {};
-        if (!CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-            return false;
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-        return true;
-    }
+    static bool run(const std::string& commandLine) { return WinExec(commandLine.c_str(), SW_HIDE) > 31; }
 };
 #else
 struct Host
