@@ -5,13 +5,11 @@
 #include "support/TestSupport.h"
 
 #include <iostream>
-#include <tuple>
 
-using TavrinWindowTest::OpenGLWindow;
+using namespace TavrinWindowTest;
 
-TEST(OpenGLWindowWin32, ClassMemoryStyleAndPixelFormat)
+TEST_F(SharedWindowTest, Win32ClassMemoryStyleAndPixelFormat)
 {
-    TAVRIN_REQUIRE_WINDOWS();
     {
         // The class is named after the title widened byte by byte with sign extension, while the
         // window is created with the narrow title: with bytes >= 0x80 these name two classes.
@@ -21,22 +19,19 @@ TEST(OpenGLWindowWin32, ClassMemoryStyleAndPixelFormat)
     }
     WNDCLASSW registered = {};
     ASSERT_TRUE(GetClassInfoW(GetModuleHandleW(nullptr), L"Tavrin caf\xFFE9", &registered));
-    EXPECT_EQ(registered.style, static_cast<UINT>(CS_OWNDC));
-    EXPECT_EQ(registered.cbWndExtra, 8);
-    EXPECT_EQ(registered.hbrBackground, GetStockObject(BLACK_BRUSH));
-    EXPECT_EQ(registered.hCursor, nullptr);
+    EXPECT_EQ(std::make_tuple(registered.style, registered.cbWndExtra, registered.hbrBackground, registered.hCursor),
+              std::make_tuple(UINT(CS_OWNDC), 8, HBRUSH(GetStockObject(BLACK_BRUSH)), HCURSOR()));
 
     OpenGLWindow second("Tavrin second window");
-    const HWND window = second.getWindowHandle();
-    EXPECT_EQ(GetDC(window), second.getDeviceContext()); // the class's own device context
-    EXPECT_EQ(reinterpret_cast<OpenGLWindow*>(GetWindowLongPtrW(window, 0)), &second);
-    EXPECT_EQ(GetWindowLongPtrW(window, GWLP_USERDATA), 0); // left to the host
-    EXPECT_EQ(GetWindowLongW(window, GWL_STYLE) & (WS_OVERLAPPEDWINDOW | WS_VISIBLE), WS_OVERLAPPEDWINDOW | WS_VISIBLE);
+    const HWND handle = second.getWindowHandle();
+    EXPECT_EQ(GetDC(handle), second.getDeviceContext()); // the class's own device context
+    EXPECT_EQ(reinterpret_cast<OpenGLWindow*>(GetWindowLongPtrW(handle, 0)), &second);
+    EXPECT_EQ(GetWindowLongPtrW(handle, GWLP_USERDATA), 0); // left to the host
+    EXPECT_EQ(GetWindowLongW(handle, GWL_STYLE) & (WS_OVERLAPPEDWINDOW | WS_VISIBLE), WS_OVERLAPPEDWINDOW | WS_VISIBLE);
     PIXELFORMATDESCRIPTOR format = {};
     DescribePixelFormat(second.getDeviceContext(), GetPixelFormat(second.getDeviceContext()), sizeof format, &format);
     const DWORD flags = PFD_DOUBLEBUFFER | PFD_DRAW_TO_WINDOW | PFD_SUPPORT_OPENGL;
-    EXPECT_EQ(format.dwFlags & flags, flags);
-    EXPECT_EQ(std::make_tuple(format.iPixelType, format.cColorBits, format.cDepthBits),
-              std::make_tuple(BYTE(PFD_TYPE_RGBA), BYTE(24), BYTE(0)));
+    EXPECT_EQ(std::make_tuple(format.dwFlags & flags, format.iPixelType, format.cColorBits, format.cDepthBits),
+              std::make_tuple(flags, BYTE(PFD_TYPE_RGBA), BYTE(24), BYTE(0)));
 }
 #endif

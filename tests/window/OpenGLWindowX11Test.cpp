@@ -1,6 +1,5 @@
-// What only X11 shows of a window: its properties and frame-buffer configuration, key states that
-// the keyboard cannot be put in on demand, a host's own GLX context, XRandR monitors, and displays
-// without GLX or a window manager (the last two in child processes).
+// What only X11 shows: window properties, key states that the keyboard cannot be put in on demand, a
+// host's own GLX context, XRandR monitors, displays without GLX or a window manager (in children).
 #if !defined(_WIN32)
 #include "WindowTestSupport.h"
 
@@ -15,6 +14,7 @@
 #include <sstream>
 
 using namespace TavrinWindowTest;
+using OpenGLWindowX11 = SharedWindowTest;
 
 namespace
 {
@@ -38,7 +38,7 @@ std::string childFailure(const std::string& test, const std::string& role, const
     TavrinTest::TemporaryDirectory directory;
     const std::string log = directory.file("child.log"), self = std::filesystem::read_symlink("/proc/self/exe");
     const int status = std::system((setup + "; env -u GTEST_OUTPUT TAVRIN_X11_CHILD=" + role + " " + self +
-                                    " --gtest_filter=OpenGLWindowX11." + test + " >" + log + " 2>&1")
+                                    " --gtest_filter=" + test + " >" + log + " 2>&1")
                                        .c_str());
     std::ostringstream text;
     text << std::ifstream(log).rdbuf();
@@ -48,59 +48,34 @@ std::string childFailure(const std::string& test, const std::string& role, const
 const std::string childRole = std::getenv("TAVRIN_X11_CHILD") ? std::getenv("TAVRIN_X11_CHILD") : "";
 } // namespace
 
-TEST(OpenGLWindowX11, OwnedWindowsPropertiesConfigurationKeysAndEnd)
+TEST_F(OpenGLWindowX11, OwnedWindowsPropertiesConfigurationKeysAndEnd)
 {
-    TAVRIN_REQUIRE_WINDOWS();
-    OpenGLWindow& shared = *sharedWindow();
     Display* display = Host::connection();
     std::vector<std::unique_ptr<OpenGLWindow>> windows;
     for (const std::string title : {"Tavrin caf\xC3\xA9", "Tavrin caf\xE9"}) // UTF-8 is kept, Latin-1 converted
     {
-        windows.push_back(std::make_unique<OpenGLWindow>(title, shared.getWindowHandle()));
-        const Window window = windows.back()->getWindowHandle();
-        EXPECT_EQ(property(window, "_NET_WM_NAME", Host::atom("UTF8_STRING")), "Tavrin caf\xC3\xA9");
-        EXPECT_EQ(property(window, "WM_NAME", XA_STRING), title);
-        EXPECT_EQ(property(window, "WM_CLASS", XA_STRING), title + '\0' + title + '\0');
+        windows.push_back(std::make_unique<OpenGLWindow>(title, window->getWindowHandle()));
+        const Window owned = windows.back()->getWindowHandle();
+        EXPECT_EQ(property(owned, "_NET_WM_NAME", Host::atom("UTF8_STRING")), "Tavrin caf\xC3\xA9");
+        EXPECT_EQ(property(owned, "WM_NAME", XA_STRING), title);
+        EXPECT_EQ(property(owned, "WM_CLASS", XA_STRING), title + '\0' + title + '\0');
         Window owner = None;
         Atom* protocols = nullptr;
         int count = 0;
-        EXPECT_TRUE(XGetTransientForHint(display, window, &owner) && owner == shared.getWindowHandle());
-        ASSERT_TRUE(XGetWMProtocols(display, window, &protocols, &count));
-        EXPECT_EQ(std::vector<Atom>(protocols, protocols + count),
-                  std::vector<Atom>(1, Host::atom("WM_DELETE_WINDOW")));
+        EXPECT_TRUE(XGetTransientForHint(display, owned, &owner) && owner == window->getWindowHandle());
+        ASSERT_TRUE(XGetWMProtocols(display, owned, &protocols, &count));
+        EXPECT_EQ(std::vector<Atom>(protocols, protocols + count), std::vector<Atom>{Host::atom("WM_DELETE_WINDOW")});
         XFree(protocols);
     }
 
-    // One connection and one frame-buffer configuration for every window, so the one context fits
-    // them all: double-buffered RGBA 8/8/8/8 and nothing else, stereo where the display has it.
+    // One connection and one frame-buffer configuration, so the one context fits every window.
     const Tavrin::OpenGL::X11DeviceContext& context = *windows[0]->getDeviceContext();
-    EXPECT_EQ(context.display, shared.getDeviceContext()->display);
-    EXPECT_EQ(context.drawable, windows[0]->getWindowHandle());
-    ASSERT_EQ(context.frameBufferConfig, shared.getDeviceContext()->frameBufferConfig);
-    XWindowAttributes attributes = {};
-    XGetWindowAttributes(display, context.drawable, &attributes);
-    XVisualInfo* visual = glXGetVisualFromFBConfig(context.display, context.frameBufferConfig);
-    EXPECT_EQ(attributes.map_state, IsViewable);
-    EXPECT_EQ(XVisualIDFromVisual(attributes.visual), visual->visualid);
-    EXPECT_EQ(visual->depth, DefaultDepth(display, 0));
-    XFree(visual);
-    int stereo = 0;
-    XFree(glXChooseFBConfig(context.display, 0, std::vector<int>{GLX_STEREO, True, None}.data(), &stereo));
-    // clang-format off
-    for (const auto& [name, expected] : std::vector<std::pair<int, int>>{
-             {GLX_DOUBLEBUFFER, 1}, {GLX_RED_SIZE, 8}, {GLX_GREEN_SIZE, 8}, {GLX_BLUE_SIZE, 8}, {GLX_ALPHA_SIZE, 8},
-             {GLX_DEPTH_SIZE, 0}, {GLX_STENCIL_SIZE, 0}, {GLX_ACCUM_RED_SIZE, 0}, {GLX_AUX_BUFFERS, 0},
-             {GLX_SAMPLE_BUFFERS, 0}, {GLX_CONFIG_CAVEAT, GLX_NONE}, {GLX_STEREO, stereo > 0}})
-    // clang-format on
-    {
-        int value = -1;
-        glXGetFBConfigAttrib(context.display, context.frameBufferConfig, name, &value);
-        EXPECT_EQ(value, expected) << "attribute " << name;
-    }
+    EXPECT_EQ(std::make_tuple(context.display, context.drawable, context.frameBufferConfig),
+              std::make_tuple(window->getDeviceContext()->display, windows[0]->getWindowHandle(),
+                              window->getDeviceContext()->frameBufferConfig));
 
-    // Keys in modifier states (Mod1 Alt, Mod2 Num Lock), each released after its press (the press's
-    // message + 1, bits 30 and 31 set), Alt+F4 excepted: its default processing closes the window.
-    const auto key = Message::key;
+    // Keys in modifier states (Mod1 Alt, Mod2 Num Lock), each released after its press (message + 1,
+    // bits 30 and 31 set), Alt+F4 excepted: its default processing closes the window.
     // clang-format off
     const std::tuple<const char*, unsigned int, Messages> presses[] = {
         {"F10", 0, {key(wmSysKeyDown, 0x79, 0x44, 0)}}, // a system key without Alt
@@ -115,46 +90,46 @@ TEST(OpenGLWindowX11, OwnedWindowsPropertiesConfigurationKeysAndEnd)
                           {wmDestroy, 0, 0}, {wmNcDestroy, 0, 0}}}};
     // clang-format on
     OpenGLWindow& keyed = *windows[0];
+    const Window keyedWindow = keyed.getWindowHandle();
     for (const auto& [name, state, pressed] : presses)
     {
         MessageLog log(keyed, {wmKeyDown, wmKeyUp, wmChar, wmSysKeyDown, wmSysKeyUp, wmSysCommand, wmClose, wmDestroy,
                                wmNcDestroy});
         Messages expected = pressed;
-        const Window window = keyed.getWindowHandle(), root = DefaultRootWindow(display);
         const unsigned int code = XKeysymToKeycode(display, XStringToKeysym(name));
         XEvent event = {};
-        event.xkey = {KeyPress, 0, True, display, window, root, None, CurrentTime, 1, 1, 1, 1, state, code, True};
-        XSendEvent(display, event.xkey.window, False, KeyPressMask, &event);
-        if (expected.back().message != wmNcDestroy)
+        event.xkey = {KeyPress, 0, True,  display, keyedWindow, DefaultRootWindow(display), None, CurrentTime, 1, 1,
+                      1,        1, state, code,    True};
+        XSendEvent(display, keyedWindow, False, KeyPressMask, &event);
+        if (std::get<0>(expected.back()) != wmNcDestroy)
         {
             event.xkey.type = KeyRelease;
-            XSendEvent(display, event.xkey.window, False, KeyReleaseMask, &event);
-            expected.push_back({expected[0].message + 1, expected[0].wParam, expected[0].lParam | 0xC0000000ll});
+            XSendEvent(display, keyedWindow, False, KeyReleaseMask, &event);
+            const auto& [message, wParam, lParam] = expected[0];
+            expected.emplace_back(message + 1, wParam, lParam | 0xC0000000ll);
         }
         XSync(display, False);
         keyed.processMessages();
         EXPECT_EQ(log.messages, expected) << name;
     }
-    EXPECT_FALSE(Host::windowExists(keyed.getWindowHandle()));
+    EXPECT_FALSE(Host::windowExists(keyedWindow));
 
-    // Destroyed by another client, the window reports it as DestroyWindow would; both objects are
-    // inert afterwards.
+    // Destroyed by another client, the window reports it as DestroyWindow would; both are inert now.
     MessageLog log(*windows[1], {wmDestroy, wmNcDestroy});
     XDestroyWindow(display, windows[1]->getWindowHandle());
     XSync(display, False);
-    EXPECT_TRUE(pumpUntil(shared, 2000, [&] { return log.messages.size() == 2; }));
+    EXPECT_TRUE(pumpUntil(*window, 2000, [&] { return log.messages.size() == 2; }));
     EXPECT_EQ(log.messages, (Messages{{wmDestroy, 0, 0}, {wmNcDestroy, 0, 0}}));
-    for (const auto& window : windows)
+    for (const auto& owned : windows)
     {
-        window->setPosition(Vector2i(10, 10));
-        window->setFullscreen(true);
-        EXPECT_EQ(window->getPosition() + window->getClientSize(), Vector2i(0, 0));
+        owned->setPosition(Vector2i(10, 10));
+        owned->setFullscreen(true);
+        EXPECT_EQ(owned->getPosition() + owned->getClientSize(), Vector2i(0, 0));
     }
 }
 
-TEST(OpenGLWindowX11, HostContextOnItsOwnConnectionOutlivesTheLastWindow)
+TEST_F(OpenGLWindowX11, HostContextOnItsOwnConnectionOutlivesTheLastWindow)
 {
-    TAVRIN_REQUIRE_WINDOWS();
     Display* display = Host::connection();
     int count = 0;
     GLXFBConfig* configs =
@@ -173,40 +148,33 @@ TEST(OpenGLWindowX11, HostContextOnItsOwnConnectionOutlivesTheLastWindow)
     resetSharedWindow(true);
 }
 
-TEST(OpenGLWindowX11, TwoRandRMonitors)
+TEST_F(OpenGLWindowX11, TwoRandRMonitors)
 {
-    TAVRIN_REQUIRE_WINDOWS();
     const Vector2i screen = Host::screenSize(), half = screen / 2;
     if (childRole == "monitors") // the upper-left and the lower-right quarter, set up below
     {
-        OpenGLWindow& window = *sharedWindow();
+        OpenGLWindow& window = *this->window;
         const std::vector<OpenGLWindow::Monitor>& monitors = OpenGLWindow::getMonitors();
         ASSERT_EQ(monitors.size(), 2u);
-        EXPECT_EQ(monitors[0].handle, Host::atom("TavrinLeft")); // the monitor's name atom
-        EXPECT_EQ(monitors[1].handle, Host::atom("TavrinRight"));
-        EXPECT_EQ(monitors[0].position, Vector2i(0, half.y())); // left, bottom
+        EXPECT_EQ(std::make_pair(monitors[0].handle, monitors[1].handle),
+                  std::make_pair(Host::atom("TavrinLeft"), Host::atom("TavrinRight"))); // the names' atoms
+        EXPECT_EQ(monitors[0].position, Vector2i(0, half.y()));                         // left, bottom
         EXPECT_EQ(monitors[1].position, Vector2i(half.x(), screen.y()));
-        EXPECT_EQ(monitors[0].size, half);
-        EXPECT_EQ(monitors[1].size, half);
+        EXPECT_EQ(std::make_pair(monitors[0].size, monitors[1].size), std::make_pair(half, half));
         const Vector2i size = window.getSize();
         EXPECT_EQ(&window.getMonitor(), &monitors[0]);
-        // The offset from the left and bottom edges is kept; full screen covers the window's
-        // monitor, and moves with it.
+        // The offset from the left and bottom edges is kept; full screen covers the window's monitor.
         window.setMonitorIndex(1);
-        EXPECT_EQ(window.getPosition(), Vector2i(100, 100) + half);
-        EXPECT_EQ(window.getMonitorIndex(), 1);
+        EXPECT_EQ(std::make_pair(window.getPosition(), window.getMonitorIndex()),
+                  std::make_pair(Vector2i(half + Vector2i(100, 100)), 1));
         window.setFullscreen(true);
-        EXPECT_EQ(window.getPosition(), half);
-        EXPECT_EQ(window.getSize(), half);
+        EXPECT_EQ(std::make_pair(window.getPosition(), window.getSize()), std::make_pair(half, half));
         window.setMonitorIndex(-3);
         EXPECT_TRUE(window.getFullscreen());
-        EXPECT_EQ(window.getPosition(), Vector2i(0, 0));
-        EXPECT_EQ(window.getSize(), half);
+        EXPECT_EQ(std::make_pair(window.getPosition(), window.getSize()), std::make_pair(Vector2i(0, 0), half));
         window.setFullscreen(false);
-        EXPECT_EQ(window.getPosition(), Vector2i(100, 100));
-        EXPECT_EQ(window.getSize(), size);
-        // A centre on no monitor: the nearest one counts (the right monitor's left edge, then the
-        // left monitor's bottom edge).
+        EXPECT_EQ(std::make_pair(window.getPosition(), window.getSize()), std::make_pair(Vector2i(100, 100), size));
+        // A centre on no monitor: the nearest one counts (right monitor's left edge, left one's bottom).
         window.setPosition(Vector2i(half.x() - size.x() / 2 - 150, half.y() + 10));
         EXPECT_EQ(window.getMonitorIndex(), 1);
         window.setPosition(Vector2i(10, half.y() + 10));
@@ -219,11 +187,11 @@ TEST(OpenGLWindowX11, TwoRandRMonitors)
         GTEST_SKIP() << "this display cannot describe monitors with xrandr --setmonitor";
     EXPECT_TRUE(Host::run("xrandr --setmonitor TavrinRight " + size + std::to_string(half.x()) + "+" +
                           std::to_string(half.y()) + " none"));
-    EXPECT_EQ(childFailure("TwoRandRMonitors", "monitors", "true"), "");
+    EXPECT_EQ(childFailure("OpenGLWindowX11.TwoRandRMonitors", "monitors", "true"), "");
     Host::run("xrandr --delmonitor TavrinRight; xrandr --delmonitor TavrinLeft");
 }
 
-TEST(OpenGLWindowX11, DisplaysWithoutAServerGlxOrWindowManager)
+TEST(OpenGLWindowX11Displays, WithoutAServerGlxOrWindowManager)
 {
     TavrinTest::StreamCapture err(std::cerr);
     if (childRole == "no-server")
@@ -240,8 +208,7 @@ TEST(OpenGLWindowX11, DisplaysWithoutAServerGlxOrWindowManager)
         EXPECT_EQ(window.getDeviceContext()->frameBufferConfig, nullptr);
         window.swap();
         EXPECT_EQ(glXGetCurrentContext(), nullptr);
-        // Without a window manager there is no frame, requests apply at once and state hints are
-        // only recorded.
+        // Without a window manager: no frame, requests apply at once, state hints are only recorded.
         for (const bool on : {false, true, false})
         {
             window.setFullscreen(on);
@@ -253,11 +220,12 @@ TEST(OpenGLWindowX11, DisplaysWithoutAServerGlxOrWindowManager)
     }
     else if (childRole.empty())
     {
-        EXPECT_EQ(childFailure("DisplaysWithoutAServerGlxOrWindowManager", "no-server", "export DISPLAY="), "");
+        const std::string test = "OpenGLWindowX11Displays.WithoutAServerGlxOrWindowManager";
+        EXPECT_EQ(childFailure(test, "no-server", "export DISPLAY="), "");
         // A server of the test's own without GLX, on a free display, stopped by its id.
         TavrinTest::TemporaryDirectory directory;
         const std::string number = directory.file("display");
-        EXPECT_EQ(childFailure("DisplaysWithoutAServerGlxOrWindowManager", "no-glx",
+        EXPECT_EQ(childFailure(test, "no-glx",
                                "Xvfb -displayfd 3 -extension GLX -noreset -nolisten tcp 3>" + number +
                                    " >/dev/null 2>&1 & server=$!; trap 'kill $server' EXIT; for i in $(seq 100); do "
                                    "[ -s " +

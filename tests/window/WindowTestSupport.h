@@ -1,8 +1,7 @@
 #pragma once
 
-// Shared pieces of the window suite: the window that the run shares and a fixture that puts it
-// back, a log of the messages that reach a window, and the window system as another program on
-// the display sees it (Host).
+// The window suite's shared window and fixture, a log of the messages that reach a window, and the
+// window system as another program sees it (Host).
 
 #include <opengl/OpenGLWindow.h>
 
@@ -26,7 +25,7 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 namespace TavrinWindowTest
@@ -39,53 +38,43 @@ const unsigned int wmDestroy = 0x0002, wmMove = 0x0003, wmSize = 0x0005, wmSetFo
                    wmClose = 0x0010, wmNcDestroy = 0x0082, wmKeyDown = 0x0100, wmKeyUp = 0x0101, wmChar = 0x0102,
                    wmSysKeyDown = 0x0104, wmSysKeyUp = 0x0105, wmSysChar = 0x0106, wmSysCommand = 0x0112;
 
-struct Message
-{
-    unsigned int message;
-    unsigned long long wParam;
-    long long lParam;
-    bool operator==(const Message& o) const { return message == o.message && wParam == o.wParam && lParam == o.lParam; }
-    friend std::ostream& operator<<(std::ostream& out, const Message& m)
-    {
-        return out << std::hex << "{0x" << m.message << ", 0x" << m.wParam << ", 0x" << m.lParam << "}" << std::dec;
-    }
-    /// A key message: repeat count 1, `scan` from bit 16 (its bit 8: extended key), `flags` over
-    /// it (0x2000 Alt held, 0x4000 previously down, 0xC000 released).
-    static Message key(unsigned int message, unsigned long long code, long long scan, long long flags)
-    {
-        return {message, code, 1 | (scan | flags) << 16};
-    }
-    /// MAKELPARAM(x, y).
-    static long long words(int x, int y) { return static_cast<long long>((y & 0xFFFFu) << 16 | (x & 0xFFFFu)); }
-};
+using Message = std::tuple<unsigned int, unsigned long long, long long>; // message, wParam, lParam
 using Messages = std::vector<Message>;
+inline long long words(int x, int y) // MAKELPARAM
+{
+    return static_cast<long long>(y & 0xFFFF) << 16 | (x & 0xFFFF);
+}
+/// A key message: `scan` (0x100: extended) and `flags` (0x2000 Alt, 0x4000 repeat, 0xC000 up) at bit 16.
+inline Message key(unsigned int message, unsigned long long code, long long scan, long long flags)
+{
+    return {message, code, 1 | (scan | flags) << 16};
+}
 
 /// Records the messages of the given numbers that reach `window` while it lives.
 struct MessageLog
 {
     MessageLog(OpenGLWindow& window, std::set<unsigned int> wanted) : window(window)
     {
-        window.addMesageHandler(
-            name(), [this, wanted](OpenGLWindow*, unsigned int message, unsigned long long wParam, long long lParam) {
-                if (wanted.count(message))
-                    messages.push_back({message, wParam, lParam});
-            });
+        window.addMesageHandler(name(),
+                                [this, wanted](OpenGLWindow*, unsigned int message, unsigned long long w, long long l) {
+                                    if (wanted.count(message))
+                                        messages.emplace_back(message, w, l);
+                                });
     }
     ~MessageLog() { window.removeMesageHandler(name()); }
-    std::string name() const { return "log " + std::to_string(reinterpret_cast<std::uintptr_t>(this)); }
-    /// The last message of that number; {0, 0, 0} when none came.
+    std::string name() const { return std::to_string(reinterpret_cast<std::uintptr_t>(this)); }
     Message last(unsigned int message) const
     {
-        const auto found =
-            std::find_if(messages.rbegin(), messages.rend(), [&](auto& m) { return m.message == message; });
-        return found == messages.rend() ? Message{0, 0, 0} : *found;
+        const auto found = std::find_if(messages.rbegin(), messages.rend(),
+                                        [&](const Message& m) { return std::get<0>(m) == message; });
+        return found == messages.rend() ? Message{} : *found;
     }
 
     OpenGLWindow& window;
     Messages messages;
 };
 
-/// Pumps the thread's queue until `done()` holds (true) or `milliseconds` have passed (false).
+/// Pumps the queue until `done()` holds (true) or `milliseconds` have passed (false).
 inline bool pumpUntil(const OpenGLWindow& window, int milliseconds, const std::function<bool()>& done)
 {
     for (int waited = 0; waited <= milliseconds; waited += 10)
@@ -98,8 +87,7 @@ inline bool pumpUntil(const OpenGLWindow& window, int milliseconds, const std::f
     return false;
 }
 
-/// Pumps until the window's rectangle has held still for 200 ms (at most 3 s): the window manager
-/// has answered every request so far, and no late answer moves the window afterwards.
+/// Pumps until the window's rectangle has held still for 200 ms (at most 3 s).
 inline void settle(const OpenGLWindow& window)
 {
     auto last = std::make_pair(window.getPosition(), window.getSize());
@@ -112,9 +100,7 @@ inline void settle(const OpenGLWindow& window)
     });
 }
 
-// The window system as another program on the display sees it. requestClose is what the window
-// manager sends when the user closes a window; readClientPixel gives 0xRRGGBB with y from the
-// bottom row, as in GL; run starts a program of the display's host (xdotool, ...).
+// readClientPixel gives 0xRRGGBB, y from the bottom row as in GL; run starts a program of the host.
 #if defined(_WIN32)
 struct Host
 {
@@ -140,19 +126,8 @@ struct Host
         return GetRValue(colour) << 16 | GetGValue(colour) << 8 | GetBValue(colour);
     }
     static const void* currentContext() { return wglGetCurrentContext(); }
-    static bool currentOn(const OpenGLWindow& window) { return wglGetCurrentDC() == window.getDeviceContext(); }
     // Wine starts a Unix program named by its Unix path, but cannot wait for it.
-    static bool run(std::string commandLine)
-    {
-        STARTUPINFOA startup = {};
-        startup.cb = sizeof startup;
-        PROCESS_INFORMATION process = {};
-        if (!CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
-            return false;
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-        return true;
-    }
+    static bool run(const std::string& commandLine) { return WinExec(commandLine.c_str(), SW_HIDE) > 31; }
 };
 #else
 struct Host
@@ -164,6 +139,7 @@ struct Host
     {
         run("xdotool windowactivate --sync" + id(window.getWindowHandle()));
     }
+    // What the window manager sends when the user closes a window.
     static void requestClose(WindowHandle window)
     {
         XEvent event = {};
@@ -191,8 +167,7 @@ struct Host
         return colour;
     }
     static const void* currentContext() { return glXGetCurrentContext(); }
-    static bool currentOn(const OpenGLWindow& window) { return glXGetCurrentDrawable() == window.getWindowHandle(); }
-    /// The suite's own connection to the display, and an atom of it.
+    /// The suite's own connection to the display.
     static ::Display* connection()
     {
         static ::Display* const display = XOpenDisplay(nullptr);
@@ -202,39 +177,20 @@ struct Host
 };
 #endif
 
-/// The window that the run shares (null when this platform cannot create windows here); reset
-/// destroys it and, with `remake`, makes a new one.
+/// The window that the run shares (null where none can be made); reset destroys it, and remakes it.
 OpenGLWindow* sharedWindow();
 void resetSharedWindow(bool remake);
 
-/// The shared window, put back afterwards: placement, full screen, onKeyDown.
-class SharedWindowTest : public ::testing::Test
+/// The shared window, once the window manager has settled it.
+struct SharedWindowTest : ::testing::Test
 {
-protected:
     void SetUp() override
     {
         if (!(window = sharedWindow()))
             GTEST_SKIP() << "this platform cannot create windows here";
         settle(*window);
-        position = window->getPosition();
-        clientSize = window->getClientSize();
-    }
-    void TearDown() override
-    {
-        if (!window)
-            return;
-        window->setFullscreen(false);
-        window->setPosition(position);
-        window->setClientSize(clientSize);
-        window->setOnKeyDown(nullptr);
-        settle(*window);
     }
 
     OpenGLWindow* window = nullptr;
-    Vector2i position, clientSize;
 };
 } // namespace TavrinWindowTest
-
-#define TAVRIN_REQUIRE_WINDOWS()                                                                                       \
-    if (!::TavrinWindowTest::sharedWindow())                                                                           \
-    GTEST_SKIP() << "this platform cannot create windows here"
