@@ -102,6 +102,7 @@ public:
     std::string getOutputTextureName(int i) const override { return i < int(outputNames.size()) ? outputNames[i] : ""; }
     void beforeRendering() override { before(); }
     void afterRendering() override { after(); }
+    using Device::outputTextures;
     using Device::program;
 
     std::vector<std::string> inputNames, outputNames;

@@ -176,6 +176,7 @@ TEST_F(FontTest, GlyphsAreSolidsOfTheirMetricsThatAdvanceTheOrigin)
               std::make_pair(GL_CCW, 0));
     glActiveTexture(GL_TEXTURE0 - 1); // and checks for errors (a space draws nothing)
     EXPECT_EQ(outcomeOf([] { arial->draw(" "); }).thrown, "GLCheck: Invalid enum");
+    glLoadIdentity();                                             // drawing advanced the origin
     const Font::GlyphMetrics& last = arial->getGlyphMetrics(255); // never built: zero-filled
     EXPECT_EQ(last.blackBoxX + last.blackBoxY + last.originX + last.originY + last.cellIncX + last.cellIncY, 0.0f);
     EXPECT_EQ(arial->getGlyphMetrics(0xE9).cellIncX, arial->getGlyphMetrics('e').cellIncX); // U+00E9, e acute
