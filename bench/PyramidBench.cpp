@@ -218,7 +218,8 @@ void PyramidInPlace(benchmark::State& state)
 void GenerateMipmap(benchmark::State& state)
 {
     const int side = int(state.range(0));
-    const GLuint texture = filledTexture(side, chainLength(side))->getHandle();
+    const std::shared_ptr<Texture2D> chain = filledTexture(side, chainLength(side));
+    const GLuint texture = chain->getHandle();
     glGenerateTextureMipmapEXT(texture, GL_TEXTURE_2D);
     glFinish();
     for (auto _ : state)
