@@ -32,12 +32,12 @@ namespace OpenGL
 /// Levels: output level 0 is input level 0; texel (x, y) of level k + 1 is the reduction of the
 /// texels (2x, 2y), (2x + 1, 2y), (2x, 2y + 1), (2x + 1, 2y + 1) of level k as stored, that is
 /// rounded to the output format, whatever path ran. Level sizes are GL's: each side halved,
-/// rounding down, never below 1. Odd sides: the last row or column of an odd side does not reach
-/// the next level (the floor of the 2x2 grid, as Mesa's own mipmap generator does), and a side
-/// of 1 repeats its texel (the reduction gets each of them twice), so every even side is the
-/// plain 2x2 box and the default average equals glGenerateMipmap's box filter there. Where every
-/// texel must count (a conservative depth pyramid), give the device an input whose sides are
-/// powers of two.
+/// rounding down, never below 1. Odd sides, whose filter GL leaves to the implementation: the
+/// last row or column of an odd side does not reach the next level (the floor of the 2x2 grid,
+/// so that a texel of any level depends on one tile of level 0 alone), and a side of 1 repeats
+/// its texel (the reduction gets each of them twice). So every even side is the plain 2x2 box and
+/// the default average equals glGenerateMipmap's box filter there. Where every texel must count
+/// (a conservative depth pyramid), give the device an input whose sides are powers of two.
 ///
 /// Reductions: GLSL text that defines `vec4 reduce(vec4 a, vec4 b, vec4 c, vec4 d)`, a and b
 /// being the lower row left to right and c and d the upper one: averageReduction (the default),
