@@ -274,6 +274,9 @@ void pyramidRun(benchmark::internal::Benchmark* benchmark)
 }
 
 const int sides[] = {256, 1024, 4096, 8192};
+// The render device's own cost against raw GL shows at small sizes; at large ones both are the
+// same GPU work.
+const int smallSides[] = {256, 1024};
 
 void allSizes(benchmark::internal::Benchmark* benchmark)
 {
@@ -281,11 +284,10 @@ void allSizes(benchmark::internal::Benchmark* benchmark)
         benchmark->Arg(side);
 }
 
-// The render device's own cost against raw GL shows at small sizes; at large ones both are the
-// same GPU work.
 void smallSizes(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Arg(256)->Arg(1024);
+    for (int side : smallSides)
+        benchmark->Arg(side);
 }
 
 bool addPyramidRatios()
@@ -302,7 +304,7 @@ bool addPyramidRatios()
                               "PyramidCopying" + arg, "RenderBoxPasses" + arg, TavrinBench::Clock::Real,
                               chainBytes(side, 0));
     }
-    for (int side : {256, 1024})
+    for (int side : smallSides)
     {
         const std::string size = std::to_string(side), arg = "/" + size;
         TavrinBench::addRatio("Render device box passes vs raw GL passes, " + size + "^2", "RenderBoxPasses" + arg,
