@@ -31,8 +31,9 @@ const Reduction minimum{PyramidDevice::minimumReduction,
 const Reduction maximum{PyramidDevice::maximumReduction,
                         [](float a, float b, float c, float d) { return std::max(std::max(a, b), std::max(c, d)); }};
 // The host's own, with weights that tell the four texels apart, so that a swapped texel shows.
-const Reduction weighted{"vec4 reduce(vec4 a, vec4 b, vec4 c, vec4 d) { return a * 0.5 + b * 0.25 + (c + d) * 0.125; }",
-                         [](float a, float b, float c, float d) { return a * 0.5f + b * 0.25f + (c + d) * 0.125f; }};
+const Reduction weighted{
+    "vec4 reduce(vec4 a, vec4 b, vec4 c, vec4 d) { return a * 0.5 + b * 0.25 + c * 0.1875 + d * 0.0625; }",
+    [](float a, float b, float c, float d) { return a * 0.5f + b * 0.25f + c * 0.1875f + d * 0.0625f; }};
 
 // A device whose image unit budget and image packing the test sets.
 class TestDevice : public PyramidDevice
