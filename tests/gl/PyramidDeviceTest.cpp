@@ -163,7 +163,7 @@ const ChainCase chainCases[] = {
     {{37, 1}, GL_R32F, &minimum, GL_R32F},         {{64, 64}, GL_RGBA8, &average, GL_RGBA8},
     {{127, 65}, GL_RGBA16F, &average, GL_RGBA16F}, {{300, 181}, GL_RGBA32F, &minimum, GL_RGBA32F},
     {{256, 256}, GL_RG32F, &weighted, GL_RG32F},   {{517, 300}, GL_R32F, &maximum, GL_R32F},
-    {{19, 7}, GL_RGB8, &average, GL_RGBA8},        {{130, 66}, GL_DEPTH_COMPONENT32F, &minimum, GL_R32F},
+    {{19, 7}, GL_RGB8, &average, GL_RGBA8},        {{130, 66}, GL_DEPTH_COMPONENT32F, &maximum, GL_R32F},
     {{5, 3}, GL_RGB16F, &weighted, GL_RGBA16F},    {{3, 6}, GL_RGB32F, &maximum, GL_RGBA32F},
     {{8192, 1}, GL_RGBA8, &average, GL_RGBA8},
 };
