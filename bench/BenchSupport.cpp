@@ -21,12 +21,20 @@ struct Ratio
 {
     std::string label, library, baseline;
     Clock clock;
+    double bytes;
 };
 
 std::vector<Ratio>& ratios()
 {
     static std::vector<Ratio> table;
     return table;
+}
+
+// Bytes per iteration over a time per iteration in the given unit ("ns", "us", "ms", "s").
+double gigabytesPerSecond(double bytes, double time, const std::string& unit)
+{
+    const double seconds = time * (unit == "ns" ? 1e-9 : unit == "us" ? 1e-6 : unit == "ms" ? 1e-3 : 1.0);
+    return seconds > 0.0 ? bytes / seconds / 1e9 : 0.0;
 }
 
 struct Timing
@@ -82,8 +90,13 @@ public:
             const double a = cpu ? library->second.cpu : library->second.real;
             const double b = cpu ? baseline->second.cpu : baseline->second.real;
             const std::string label = ratio.label + (cpu ? " [cpu]" : " [real]");
-            std::printf("%-58s %9.2f %-2s %9.2f %-2s %8.3f\n", label.c_str(), a, library->second.unit.c_str(), b,
+            std::printf("%-58s %9.2f %-2s %9.2f %-2s %8.3f", label.c_str(), a, library->second.unit.c_str(), b,
                         baseline->second.unit.c_str(), b > 0.0 ? a / b : 0.0);
+            if (ratio.bytes > 0.0)
+                std::printf("  %8.1f MiB %7.2f %7.2f GB/s", ratio.bytes / 1048576.0,
+                            gigabytesPerSecond(ratio.bytes, a, library->second.unit),
+                            gigabytesPerSecond(ratio.bytes, b, baseline->second.unit));
+            std::printf("\n");
         }
         std::fflush(stdout);
     }
@@ -93,9 +106,10 @@ private:
 };
 } // namespace
 
-bool addRatio(const std::string& label, const std::string& library, const std::string& baseline, Clock clock)
+bool addRatio(const std::string& label, const std::string& library, const std::string& baseline, Clock clock,
+              double bytes)
 {
-    ratios().push_back({label, library, baseline, clock});
+    ratios().push_back({label, library, baseline, clock, bytes});
     return true;
 }
 

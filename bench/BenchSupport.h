@@ -36,9 +36,10 @@ enum class Clock
 /// that of benchmark `baseline`, both names as registered (arguments included, e.g.
 /// "DeviceUpdate/1"). Each side counts with its fastest repetition (the "min" statistic of
 /// shortRun), or its single run. Call it at static initialisation, next to the BENCHMARK
-/// registrations.
+/// registrations. With `bytes` (what one iteration must move at least) the line also shows them
+/// and the effective GB/s of both sides.
 bool addRatio(const std::string& label, const std::string& library, const std::string& baseline,
-              Clock clock = Clock::Cpu);
+              Clock clock = Clock::Cpu, double bytes = 0.0);
 
 /// The settings every benchmark here runs with (Apply(TavrinBench::shortRun)): microseconds,
 /// many short repetitions, aggregates only, with a "min" statistic. On a shared machine other

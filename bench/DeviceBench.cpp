@@ -1,5 +1,5 @@
 // Steady-state device updates against hand-written raw GL making the same GL calls, with the GL
-// check on and off, and the mip pyramid device against glGenerateMipmap on the same texture.
+// check on and off. The mip chain rows are in PyramidBench.cpp.
 #include "BenchSupport.h"
 
 #include <opengl/ComputeDevice.h>
@@ -394,46 +394,12 @@ void FramebufferUpdateRawGL(benchmark::State& state)
     glFinish();
 }
 
-// --- Pyramid against glGenerateMipmap --------------------------------------------------------
-
-const Eigen::Vector2i pyramidSize(256, 256);
-const int pyramidLevels = 9; // the full chain of 256
-
-void PyramidDevice(benchmark::State& state)
-{
-    BenchPyramidDevice device(pyramidSize, GL_RGBA8, pyramidLevels, 1);
-    device.update();
-    glFinish();
-    for (auto _ : state)
-    {
-        device.update();
-        glFinish();
-    }
-}
-
-void PyramidGenerateMipmap(benchmark::State& state)
-{
-    // The same texture the device renders: its level 0 filled, the chain generated below it.
-    BenchPyramidDevice device(pyramidSize, GL_RGBA8, pyramidLevels, 1);
-    device.update();
-    glFinish();
-    const GLuint output = device.output(0);
-    for (auto _ : state)
-    {
-        glGenerateTextureMipmapEXT(output, GL_TEXTURE_2D);
-        glFinish();
-    }
-    checkRawGL();
-}
-
 } // namespace
 
 BENCHMARK(ComputeUpdateLibrary)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
 BENCHMARK(ComputeUpdateRawGL)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
 BENCHMARK(FramebufferUpdateLibrary)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
 BENCHMARK(FramebufferUpdateRawGL)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
-BENCHMARK(PyramidDevice)->Apply(TavrinBench::shortRun)->UseRealTime();
-BENCHMARK(PyramidGenerateMipmap)->Apply(TavrinBench::shortRun)->UseRealTime();
 
 namespace
 {
@@ -443,7 +409,5 @@ const bool ratiosAdded =
     TavrinBench::addRatio("FramebufferTexture2DDevice::update, GL check off", "FramebufferUpdateLibrary/0",
                           "FramebufferUpdateRawGL/0") &&
     TavrinBench::addRatio("FramebufferTexture2DDevice::update, GL check on", "FramebufferUpdateLibrary/1",
-                          "FramebufferUpdateRawGL/1") &&
-    TavrinBench::addRatio("Pyramid device (256x256, 9 levels) vs glGenerateMipmap", "PyramidDevice",
-                          "PyramidGenerateMipmap", TavrinBench::Clock::Real);
+                          "FramebufferUpdateRawGL/1");
 }

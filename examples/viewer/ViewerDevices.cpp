@@ -65,23 +65,10 @@ AssembledShader::AssembledShader(ShaderType type, const std::string& directory, 
 ViewerPrograms::ViewerPrograms(const std::string& directory)
 {
     const AssembledShader vertex(ShaderType::Vertex, directory, "passVertex.glsl");
-    const AssembledShader pyramidFragment(ShaderType::Fragment, directory, "pyramidFragment.glsl");
     const AssembledShader mosaicFragment(ShaderType::Fragment, directory, "mosaicFragment.glsl");
     const AssembledShader edgesCompute(ShaderType::Compute, directory, "edgesCompute.glsl");
-    pyramid = link({&vertex, &pyramidFragment});
     mosaic = link({&vertex, &mosaicFragment});
     edges = link({&edgesCompute});
-}
-
-PyramidDevice::PyramidDevice(std::shared_ptr<Program> program, std::shared_ptr<const Texture2D> source, int maxLevels)
-{
-    const Eigen::Vector2i size = std::const_pointer_cast<Texture2D>(source)->getSize();
-    levels = std::max(1, std::min(maxLevels, Texture2D::fullMipLevelCount(std::max(size.x(), size.y()))));
-    this->program = std::move(program);
-    inputTextures.resize(1);
-    outputTextures.resize(1);
-    setInputTexture(0, std::move(source));
-    setOutputTexture(0, std::make_shared<Texture2D>());
 }
 
 EdgesDevice::EdgesDevice(std::shared_ptr<Program> program, std::shared_ptr<const Texture2D> source)

@@ -21,30 +21,12 @@ public:
     using Tavrin::OpenGL::Shader::getHandle;
 };
 
-// Builds the viewer's three programs. Throws GLSLException (rewritten log) on a compile error.
+// Builds the viewer's two programs. Throws GLSLException (rewritten log) on a compile error.
 struct ViewerPrograms
 {
     explicit ViewerPrograms(const std::string& shaderDirectory);
 
-    std::shared_ptr<Tavrin::OpenGL::Program> pyramid, edges, mosaic;
-};
-
-// Reduction pyramid of the source image: level 0 copies it, each further level averages 2x2.
-class PyramidDevice final : public Tavrin::OpenGL::FramebufferTexture2DDevice
-{
-public:
-    PyramidDevice(std::shared_ptr<Tavrin::OpenGL::Program> program,
-                  std::shared_ptr<const Tavrin::OpenGL::Texture2D> source, int maxLevels);
-    std::shared_ptr<Tavrin::OpenGL::Texture2D> output() const { return getOutputTexture(0); }
-    int levelCount() const { return levels; }
-
-protected:
-    int getMipLevelCount() const override { return levels; }
-    std::string getInputSamplerName(int) const override { return "image"; }
-    std::string getOutputTextureName(int) const override { return "pyramid"; }
-
-private:
-    int levels;
+    std::shared_ptr<Tavrin::OpenGL::Program> edges, mosaic;
 };
 
 // Sobel edges of the source image, one compute dispatch.

@@ -1,10 +1,10 @@
 // The Tavrin viewer: what the library is for, in one host program.
 //
 // It opens a window, loads an image (or generates a test image), and every frame runs
-//   - a render-to-texture device that builds a reduction pyramid (each level averages the
-//     2x2 texels of the level below),
+//   - the library's pyramid device, which builds the image's mip chain (each level averages
+//     the 2x2 texels of the level below) in one compute dispatch,
 //   - a compute device that filters the image (Sobel edges),
-//   - a second render-to-texture device that lays the pyramid out for viewing,
+//   - a render-to-texture device that lays the pyramid out for viewing,
 // then presents the chosen view with a label (view name, image size, frame time) drawn with
 // a cached outline font.
 //
@@ -23,10 +23,12 @@
 #include <opengl/OpenGLContext.h>
 #include <opengl/OpenGLTools.h>
 #include <opengl/OpenGLWindow.h>
+#include <opengl/PyramidDevice.h>
 #include <opengl/Texture2D.h>
 
 #include <GL/glew.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -223,9 +225,12 @@ int main(int argc, char** argv)
         const Eigen::Vector2i imageSize = image->getSize();
 
         ViewerPrograms programs(shaderDirectory);
-        PyramidDevice pyramid(programs.pyramid, source, 6);
+        PyramidDevice pyramid;
+        pyramid.setInputTexture(0, source);
+        pyramid.setOutputTexture(0, std::make_shared<Texture2D>());
         EdgesDevice edges(programs.edges, source);
-        MosaicDevice mosaic(programs.mosaic, pyramid.output(), pyramid.levelCount());
+        const int shownLevels = std::min(6, Texture2D::fullMipLevelCount(std::max(imageSize.x(), imageSize.y())));
+        MosaicDevice mosaic(programs.mosaic, pyramid.getOutputTexture(0), shownLevels);
         std::shared_ptr<Font> font = FontManager::getInstance()->getFont("Arial");
 
         struct View

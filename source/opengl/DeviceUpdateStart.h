@@ -1,6 +1,6 @@
 #pragma once
 
-// Internal: the start that both devices' update() share.
+// Internal: the start that the devices' update() share.
 
 #include <opengl/Program.h>
 
@@ -15,8 +15,8 @@ namespace OpenGL
 namespace Detail
 {
 // True when output slot 0 holds a texture; otherwise writes "ERROR: No output texture." and
-// returns false before any GL call. Throws "No program." when the device has no program.
-template <class OutputSlots> bool readyToUpdate(const OutputSlots& outputs, const std::shared_ptr<Program>& program)
+// returns false.
+template <class OutputSlots> bool hasOutputTexture(const OutputSlots& outputs)
 {
     if (outputs.empty() || !outputs.front().texture)
     {
@@ -24,6 +24,14 @@ template <class OutputSlots> bool readyToUpdate(const OutputSlots& outputs, cons
                   << "No output texture.";
         return false;
     }
+    return true;
+}
+
+// hasOutputTexture, before any GL call; then throws "No program." when the device has no program.
+template <class OutputSlots> bool readyToUpdate(const OutputSlots& outputs, const std::shared_ptr<Program>& program)
+{
+    if (!hasOutputTexture(outputs))
+        return false;
     if (!program)
         throw std::runtime_error("No program.");
     return true;
