@@ -27,6 +27,7 @@ struct Level
     Eigen::Vector2i size{0, 0};
     std::vector<Texel> texels;
 
+    Level() = default;
     explicit Level(const Eigen::Vector2i& size, Texel fill = {}) : size(size), texels(std::size_t(size.prod()), fill) {}
     Texel& at(int x, int y) { return texels[std::size_t(y * size.x() + x)]; }
     const Texel& at(int x, int y) const { return texels[std::size_t(y * size.x() + x)]; }
@@ -52,13 +53,18 @@ inline std::shared_ptr<Tavrin::OpenGL::Texture2D> textureWith(const Level& level
     return texture;
 }
 
-/// Level `level` of an RGBA texture read back as floats.
-inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
+inline Eigen::Vector2i levelSize(const Tavrin::OpenGL::Texture2D& texture, int level)
 {
     GLint width = 0, height = 0;
     glGetTextureLevelParameterivEXT(texture.getHandle(), GL_TEXTURE_2D, level, GL_TEXTURE_WIDTH, &width);
     glGetTextureLevelParameterivEXT(texture.getHandle(), GL_TEXTURE_2D, level, GL_TEXTURE_HEIGHT, &height);
-    Level result(Eigen::Vector2i(width, height));
+    return Eigen::Vector2i(width, height);
+}
+
+/// Level `level` of an RGBA texture read back as floats.
+inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
+{
+    Level result(levelSize(texture, level));
     texture.downloadData(level, GL_RGBA, GL_FLOAT, result.texels.data(), int(result.texels.size() * sizeof(Texel)));
     return result;
 }
