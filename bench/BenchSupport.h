@@ -10,6 +10,24 @@
 
 namespace TavrinBench
 {
+/// The render device's pass vertex shader, and the start of every pass fragment shader: the
+/// step uniform the device sets.
+inline const char* const passVertexShader = R"(#version 430 compatibility
+void main() { gl_Position = gl_ModelViewProjectionMatrix * gl_Vertex; }
+)";
+inline const std::string passFragmentHeader = R"(#version 430 compatibility
+struct FramebufferDeviceStep
+{
+    int mipLevelCount;
+    int stepCount;
+    int layerCount;
+    int index;
+    ivec2 resolution;
+    int mipLevelIndex;
+};
+uniform FramebufferDeviceStep framebufferDeviceStep;
+)";
+
 /// Switches the library's GL check for one benchmark run and back.
 class CheckSwitch
 {

@@ -38,23 +38,8 @@ void main()
 }
 )";
 
-const char* const vertexShader = R"(#version 430 compatibility
-void main() { gl_Position = gl_ModelViewProjectionMatrix * gl_Vertex; }
-)";
-
 // Level 0 copies the input; each further level averages 2x2 texels of the level below.
-const char* const pyramidShader = R"(#version 430 compatibility
-struct FramebufferDeviceStep
-{
-    int mipLevelCount;
-    int stepCount;
-    int layerCount;
-    int index;
-    ivec2 resolution;
-    int mipLevelIndex;
-};
-uniform FramebufferDeviceStep framebufferDeviceStep;
-uniform sampler2D source;
+const std::string pyramidShader = TavrinBench::passFragmentHeader + R"(uniform sampler2D source;
 uniform sampler2D pyramidTexture2DFramebufferTexture2D;
 layout(location = 0) out vec4 pyramid;
 layout(location = 1) out vec4 info;
@@ -271,7 +256,7 @@ class BenchPyramidDevice : public FramebufferTexture2DDevice
 public:
     BenchPyramidDevice(const Eigen::Vector2i& size, unsigned int format, int levels, int outputs) : levels(levels)
     {
-        program.reset(Program::loadFromSource(vertexShader, "", "", "", pyramidShader, ""));
+        program.reset(Program::loadFromSource(TavrinBench::passVertexShader, "", "", "", pyramidShader, ""));
         inputTextures.resize(1);
         outputTextures.resize(std::size_t(outputs));
         inputTextures[0].texture = texture(size, format);

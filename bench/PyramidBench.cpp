@@ -24,22 +24,7 @@ using namespace Tavrin::OpenGL;
 
 namespace
 {
-const char* const passVertex = R"(#version 430 compatibility
-void main() { gl_Position = gl_ModelViewProjectionMatrix * gl_Vertex; }
-)";
-
-const char* const stepStruct = R"(#version 430 compatibility
-struct FramebufferDeviceStep
-{
-    int mipLevelCount;
-    int stepCount;
-    int layerCount;
-    int index;
-    ivec2 resolution;
-    int mipLevelIndex;
-};
-uniform FramebufferDeviceStep framebufferDeviceStep;
-uniform sampler2D Texture2DFramebufferTexture2D;
+const std::string stepStruct = TavrinBench::passFragmentHeader + R"(uniform sampler2D Texture2DFramebufferTexture2D;
 out vec4 colour;
 )";
 
@@ -119,8 +104,8 @@ class RenderPyramid : public FramebufferTexture2DDevice
 public:
     RenderPyramid(int side, bool bilinear) : side(side), bilinear(bilinear)
     {
-        const std::string fragment = std::string(stepStruct) + (bilinear ? bilinearPasses : boxPasses);
-        program.reset(Program::loadFromSource(passVertex, "", "", "", fragment, ""));
+        const std::string fragment = stepStruct + (bilinear ? bilinearPasses : boxPasses);
+        program.reset(Program::loadFromSource(TavrinBench::passVertexShader, "", "", "", fragment, ""));
         outputTextures.resize(1);
         outputTextures[0].texture = filledTexture(side, chainLength(side));
         if (!bilinear)
