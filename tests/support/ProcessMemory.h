@@ -6,8 +6,9 @@
 #ifndef PSAPI_VERSION
 #define PSAPI_VERSION 2 // K32GetProcessMemoryInfo from kernel32: no psapi import library needed
 #endif
+#include <windows.h>
+// psapi.h needs the types of windows.h first.
 #include <psapi.h>
-#include <windows.h> // before psapi.h, which needs its types
 #else
 #include <fstream>
 #include <unistd.h>
