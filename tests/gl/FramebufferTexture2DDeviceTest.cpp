@@ -198,7 +198,7 @@ TEST_F(FramebufferDevice, DrawsColourOutputsUpToTheFirstEmptySlotAndAttachesDept
 
 TEST_F(FramebufferDevice, DevicesOnTwoThreadsOrRunFromAPassKeepTheirOwnSamplerNames)
 {
-    // Level 1 of this device waits for another thread's device (swapping its names), then runs a nested update.
+    // Level 1 of this device runs a nested update, then waits for another thread's device to swap its names.
     const Level input = patternLevel(Eigen::Vector2i(16, 12), 31);
     const auto device = std::make_unique<TestDevice>(input, 4), nested = std::make_unique<TestDevice>(input, 3);
     std::promise<void> otherInLevel1, mineInLevel1, otherDone;
@@ -223,11 +223,11 @@ TEST_F(FramebufferDevice, DevicesOnTwoThreadsOrRunFromAPassKeepTheirOwnSamplerNa
     device->during = [&] {
         if (device->viewports.size() != 2)
             return;
-        mineInLevel1.set_value(), await(otherDone);
         nested->update();
         device->program->use();
         device->framebuffers[1]->bind();
         glViewport(0, 0, 8, 6);
+        mineInLevel1.set_value(), await(otherDone); // the other device's names change last
     };
     bool updated = false;
     const std::string thrown = thrownBy([&] { updated = device->update(); });
