@@ -40,11 +40,11 @@ void main()
     const Eigen::Vector2i size(7, 5);
     const Level input = patternLevel(size, 1);
     device.inputNames = {"unused", "source"};
-    device.outputNames = {"doubled", "marks"};
-    device.setInputTexture(1, textureWith(input)); // slot 0 stays empty and takes no unit
+    device.outputNames = {"doubled", "marks", "source"}; // a name past the slots is never asked
+    device.setInputTexture(1, textureWith(input));       // slot 0 stays empty and takes no unit
     device.setOutputTexture(0, textureWith(Level(size)));
     device.setOutputTexture(1, textureWith(Level(Eigen::Vector2i(12, 4))));
-    glActiveTexture(GL_TEXTURE2);                               // inputs are pushed from the active unit on
+    glActiveTexture(GL_TEXTURE3);                               // inputs are pushed from the active unit on
     textureWith(Level(size))->bindImage(1, 0, 0, GL_READ_ONLY); // the device takes the unit and releases it
     std::vector<GLint> seen;
     device.before = [&] {
@@ -64,11 +64,11 @@ void main()
         device.groups = asked;
         ASSERT_TRUE(device.update());
         const GLint program = GLint(device.program->getHandle());
-        EXPECT_EQ(seen, (std::vector<GLint>{program, 2, program, 0, 0}));
+        EXPECT_EQ(seen, (std::vector<GLint>{program, 3, program, 0, 0}));
         EXPECT_EQ((std::vector<GLint>{uniformInt(*device.program, "source"), uniformInt(*device.program, "doubled"),
                                       uniformInt(*device.program, "marks"), Texture2D::getActiveTextureIndex(),
                                       integer(GL_CURRENT_PROGRAM), integer(GL_FRAMEBUFFER_BINDING)}),
-                  (std::vector<GLint>{2, 0, 1, 2, 0, 0}));
+                  (std::vector<GLint>{3, 0, 1, 3, 0, 0}));
         Level doubled(size, Texel{-1.0f, -1.0f, -1.0f, -1.0f}),
             marks(Eigen::Vector2i(12, 4), Texel{-2.0f, -2.0f, -2.0f, -2.0f});
         for (int y = 0; y < std::min(size.y(), 4 * run.y()); ++y)
