@@ -1,17 +1,12 @@
 // What only X11 shows: window properties, key states that the keyboard cannot be put in on demand, a
-// host's own GLX context, XRandR monitors, displays without GLX or a window manager (in children).
+// host's own GLX context, XRandR monitors, a display without GLX or a window manager (in children).
 #if !defined(_WIN32)
 #include "WindowTestSupport.h"
-
-#include "support/TestSupport.h"
 
 #include <X11/Xatom.h>
 
 #include <filesystem>
 #include <fstream>
-#include <iostream>
-#include <memory>
-#include <sstream>
 
 using namespace TavrinWindowTest;
 using OpenGLWindowX11 = SharedWindowTest;
@@ -31,21 +26,21 @@ std::string property(Window window, const char* name, Atom type)
     return value;
 }
 
-// Runs this suite's `test` again in a child process with TAVRIN_X11_CHILD=role, after the shell
+// Runs this suite's `test` again in a child process with TAVRIN_X11_CHILD set, after the shell
 // commands `setup`; "" when it passed, else what it printed.
-std::string childFailure(const std::string& test, const std::string& role, const std::string& setup)
+std::string childFailure(const std::string& test, const std::string& setup)
 {
     TavrinTest::TemporaryDirectory directory;
     const std::string log = directory.file("child.log"), self = std::filesystem::read_symlink("/proc/self/exe");
-    const int status = std::system((setup + "; env -u GTEST_OUTPUT TAVRIN_X11_CHILD=" + role + " " + self +
-                                    " --gtest_filter=" + test + " >" + log + " 2>&1")
-                                       .c_str());
+    const int status = std::system(
+        (setup + "; env -u GTEST_OUTPUT TAVRIN_X11_CHILD=1 " + self + " --gtest_filter=" + test + " >" + log + " 2>&1")
+            .c_str());
     std::ostringstream text;
     text << std::ifstream(log).rdbuf();
     return status == 0 && text.str().find("[  PASSED  ] 1 test") != std::string::npos ? "" : text.str();
 }
 
-const std::string childRole = std::getenv("TAVRIN_X11_CHILD") ? std::getenv("TAVRIN_X11_CHILD") : "";
+const bool child = std::getenv("TAVRIN_X11_CHILD");
 } // namespace
 
 TEST_F(OpenGLWindowX11, OwnedWindowsPropertiesConfigurationKeysAndEnd)
@@ -128,30 +123,30 @@ TEST_F(OpenGLWindowX11, OwnedWindowsPropertiesConfigurationKeysAndEnd)
     }
 }
 
+// The last window ends the suite's connection and its contexts, but leaves a host's context alone.
 TEST_F(OpenGLWindowX11, HostContextOnItsOwnConnectionOutlivesTheLastWindow)
 {
     Display* display = Host::connection();
+    const int drawable[] = {GLX_DRAWABLE_TYPE, GLX_PBUFFER_BIT, None},
+              size[] = {GLX_PBUFFER_WIDTH, 1, GLX_PBUFFER_HEIGHT, 1, None};
     int count = 0;
-    GLXFBConfig* configs =
-        glXChooseFBConfig(display, 0, std::vector<int>{GLX_DRAWABLE_TYPE, GLX_PBUFFER_BIT, None}.data(), &count);
+    GLXFBConfig* configs = glXChooseFBConfig(display, 0, drawable, &count);
     ASSERT_GT(count, 0);
-    const GLXPbuffer buffer = glXCreatePbuffer(
-        display, configs[0], std::vector<int>{GLX_PBUFFER_WIDTH, 1, GLX_PBUFFER_HEIGHT, 1, None}.data());
+    const GLXPbuffer buffer = glXCreatePbuffer(display, configs[0], size);
     const GLXContext context = glXCreateNewContext(display, configs[0], GLX_RGBA_TYPE, nullptr, True);
     XFree(configs);
     glXMakeContextCurrent(display, buffer, buffer, context);
-    resetSharedWindow(false);
+    window.reset();
     EXPECT_EQ(Host::currentContext(), context);
     glXMakeContextCurrent(display, None, None, nullptr);
     glXDestroyContext(display, context);
     glXDestroyPbuffer(display, buffer);
-    resetSharedWindow(true);
 }
 
 TEST_F(OpenGLWindowX11, TwoRandRMonitors)
 {
     const Vector2i screen = Host::screenSize(), half = screen / 2;
-    if (childRole == "monitors") // the upper-left and the lower-right quarter, set up below
+    if (child) // the upper-left and the lower-right quarter, set up below
     {
         OpenGLWindow& window = *this->window;
         const std::vector<OpenGLWindow::Monitor>& monitors = OpenGLWindow::getMonitors();
@@ -187,50 +182,41 @@ TEST_F(OpenGLWindowX11, TwoRandRMonitors)
         GTEST_SKIP() << "this display cannot describe monitors with xrandr --setmonitor";
     EXPECT_TRUE(Host::run("xrandr --setmonitor TavrinRight " + size + std::to_string(half.x()) + "+" +
                           std::to_string(half.y()) + " none"));
-    EXPECT_EQ(childFailure("OpenGLWindowX11.TwoRandRMonitors", "monitors", "true"), "");
+    EXPECT_EQ(childFailure("OpenGLWindowX11.TwoRandRMonitors", "true"), "");
     Host::run("xrandr --delmonitor TavrinRight; xrandr --delmonitor TavrinLeft");
 }
 
-TEST(OpenGLWindowX11Displays, WithoutAServerGlxOrWindowManager)
+// A server of the test's own without GLX and without a window manager, run in a child.
+TEST(OpenGLWindowX11Displays, WithoutGlxOrWindowManager)
 {
-    TavrinTest::StreamCapture err(std::cerr);
-    if (childRole == "no-server")
+    if (!child)
     {
-        EXPECT_EQ(OpenGLWindow("Tavrin diagnostics").getWindowHandle(), 0u);
-        EXPECT_EQ(err.text(), "ERROR: Failed to create window.");
-    }
-    else if (childRole == "no-glx")
-    {
-        // No frame-buffer configuration: the window and its device context exist, no context.
-        OpenGLWindow window("Tavrin diagnostics");
-        EXPECT_EQ(err.text(), "ERROR: Failed to set pixel format.");
-        ASSERT_NE(window.getDeviceContext(), nullptr);
-        EXPECT_EQ(window.getDeviceContext()->frameBufferConfig, nullptr);
-        window.swap();
-        EXPECT_EQ(glXGetCurrentContext(), nullptr);
-        // Without a window manager: no frame, requests apply at once, state hints are only recorded.
-        for (const bool on : {false, true, false})
-        {
-            window.setFullscreen(on);
-            EXPECT_EQ(Host::run("xprop -id" + Host::id(window.getWindowHandle()) + " _NET_WM_STATE | grep -q FULL"),
-                      on);
-            EXPECT_EQ(window.getPosition(), on ? Vector2i(0, 0) : Vector2i(100, 100));
-            EXPECT_EQ(window.getSize(), on ? Host::screenSize() : Vector2i(400, 300));
-        }
-    }
-    else if (childRole.empty())
-    {
-        const std::string test = "OpenGLWindowX11Displays.WithoutAServerGlxOrWindowManager";
-        EXPECT_EQ(childFailure(test, "no-server", "export DISPLAY="), "");
-        // A server of the test's own without GLX, on a free display, stopped by its id.
         TavrinTest::TemporaryDirectory directory;
         const std::string number = directory.file("display");
-        EXPECT_EQ(childFailure(test, "no-glx",
+        EXPECT_EQ(childFailure("OpenGLWindowX11Displays.*",
                                "Xvfb -displayfd 3 -extension GLX -noreset -nolisten tcp 3>" + number +
                                    " >/dev/null 2>&1 & server=$!; trap 'kill $server' EXIT; for i in $(seq 100); do "
                                    "[ -s " +
                                    number + " ] && break; sleep 0.1; done; export DISPLAY=:$(cat " + number + ")"),
                   "");
+        return;
+    }
+    // No frame-buffer configuration: the window and its device context exist, no context.
+    TavrinTest::StreamCapture err(std::cerr);
+    OpenGLWindow window("Tavrin diagnostics");
+    EXPECT_EQ(err.text(), "ERROR: Failed to set pixel format.");
+    ASSERT_NE(window.getDeviceContext(), nullptr);
+    EXPECT_EQ(window.getDeviceContext()->frameBufferConfig, nullptr);
+    window.swap();
+    EXPECT_EQ(glXGetCurrentContext(), nullptr);
+    // No frame, requests apply at once, state hints are only recorded.
+    for (const bool on : {false, true, false})
+    {
+        window.setFullscreen(on);
+        EXPECT_EQ(Host::run("xprop -id" + Host::id(window.getWindowHandle()) + " _NET_WM_STATE | grep -q FULL"), on);
+        EXPECT_EQ(std::make_pair(window.getPosition(), window.getSize()),
+                  on ? std::make_pair(Vector2i(0, 0), Host::screenSize())
+                     : std::make_pair(Vector2i(100, 100), Vector2i(400, 300)));
     }
 }
 #endif
