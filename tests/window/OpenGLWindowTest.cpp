@@ -226,13 +226,11 @@ TEST_F(SharedWindowTest, PresentTextureOneToOneAndStretched)
     EXPECT_TRUE(glIsEnabled(GL_TEXTURE_2D));
     for (const GLenum capability : overridden)
         EXPECT_FALSE(glIsEnabled(capability)) << capability;
-    for (const GLenum name : {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER, GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T})
-    {
-        GLint value = -1;
-        glGetTextureParameterivEXT(texture->getHandle(), GL_TEXTURE_2D, name, &value);
-        EXPECT_EQ(value,
-                  name == GL_TEXTURE_MIN_FILTER || name == GL_TEXTURE_MAG_FILTER ? GL_NEAREST : GL_CLAMP_TO_EDGE);
-    }
+    const GLenum names[] = {GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER, GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T};
+    Eigen::Vector4i parameters(-1, -1, -1, -1);
+    for (int i = 0; i < 4; ++i)
+        glGetTextureParameterivEXT(texture->getHandle(), GL_TEXTURE_2D, names[i], &parameters[i]);
+    EXPECT_EQ(parameters, Eigen::Vector4i(GL_NEAREST, GL_NEAREST, GL_CLAMP_TO_EDGE, GL_CLAMP_TO_EDGE));
     EXPECT_EQ(texture.use_count(), 1); // the window keeps no reference
     // No texture: nothing is drawn or swapped.
     window->presentTexture(nullptr, true);
