@@ -89,7 +89,7 @@ TEST_F(OpenGLWindowX11, OwnedWindowsPropertiesConfigurationKeysAndEnd)
         MessageLog log(*windows[0], {wmKeyDown, wmChar, wmSysKeyDown, wmSysCommand, wmClose, wmDestroy, wmNcDestroy});
         const unsigned int code = XKeysymToKeycode(display, XStringToKeysym(name));
         XEvent event = {};
-        event.xkey = {KeyPress, 0, True,  display, keyedWindow, DefaultRootWindow(display), None, 0, 1, 1,
+        event.xkey = {KeyPress, 0, True,  display, keyedWindow, DefaultRootWindow(display), None, CurrentTime, 1, 1,
                       1,        1, state, code,    True};
         XSendEvent(display, keyedWindow, False, KeyPressMask, &event);
         XSync(display, False);
@@ -175,11 +175,12 @@ TEST_F(OpenGLWindowX11, TwoRandRMonitors)
     Host::run("xrandr --delmonitor TavrinRight; xrandr --delmonitor TavrinLeft");
 }
 
-// A server of the test's own without GLX and without a window manager, run in a child.
-TEST(OpenGLWindowX11Displays, WithoutGlxOrWindowManager)
+// No server; a server of the test's own without GLX and without a window manager (children).
+TEST(OpenGLWindowX11Displays, WithoutAServerGlxOrWindowManager)
 {
     if (!child)
     {
+        EXPECT_EQ(childFailure("OpenGLWindowX11Displays.*", "export DISPLAY="), "");
         TavrinTest::TemporaryDirectory directory;
         const std::string number = directory.file("display");
         EXPECT_EQ(childFailure("OpenGLWindowX11Displays.*",
@@ -193,6 +194,12 @@ TEST(OpenGLWindowX11Displays, WithoutGlxOrWindowManager)
     // No frame-buffer configuration: the window and its device context exist, no context.
     TavrinTest::StreamCapture err(std::cerr);
     OpenGLWindow window("Tavrin diagnostics");
+    if (!*std::getenv("DISPLAY"))
+    {
+        EXPECT_EQ(window.getWindowHandle(), 0u);
+        EXPECT_EQ(err.text(), "ERROR: Failed to create window.");
+        return;
+    }
     EXPECT_EQ(err.text(), "ERROR: Failed to set pixel format.");
     ASSERT_NE(window.getDeviceContext(), nullptr);
     EXPECT_EQ(window.getDeviceContext()->frameBufferConfig, nullptr);
