@@ -1,5 +1,4 @@
-// The window's logic without a window system: monitor arithmetic, the full-screen state machine,
-// and what a window whose creation failed still does (dispatch).
+// The window's logic without a window system: monitors, the full-screen states, a failed window's dispatch.
 #include "../../source/opengl/WindowLogic.h"
 #include "support/TestSupport.h"
 
@@ -52,8 +51,7 @@ TEST(WindowLogic, MonitorIndicesAndOffsets)
     // {index, count, clamped}: -1 for an empty list, which is no index.
     for (const auto& row : std::vector<std::vector<int>>{{-5, 3, 0}, {2, 3, 2}, {7, 3, 2}, {4, 1, 0}, {0, 0, -1}})
         EXPECT_EQ(WindowLogic::clampMonitorIndex(row[0], row[1]), row[2]) << row[0] << " of " << row[1];
-    // The offset runs from the stored (left, bottom) corners: with different heights the window
-    // keeps its distance from the bottom edges, not the tops.
+    // The offset runs from the (left, bottom) corners: with different heights the bottom distance holds.
     EXPECT_EQ(WindowLogic::positionOnMonitor({100, 200, 500, 500}, monitors[0], monitors[1]), Vector2i(2020, 200));
     EXPECT_EQ(WindowLogic::positionOnMonitor({2020, 200, 2420, 500}, monitors[1], monitors[0]), Vector2i(100, 200));
     EXPECT_EQ(WindowLogic::positionOnMonitor({100, 200, 500, 500}, monitors[0], monitor(3, {1920, -360, 3360, 1440})),
@@ -113,8 +111,7 @@ TEST(WindowDispatch, CallbacksRunFirstThenEveryHandler)
     window.addMesageHandler("a", recorder("replaced")); // same name: replaced, not added
     window.addMesageHandler("B", recorder("B"));        // names are case-sensitive; "B" sorts first
 
-    // WM_CLOSE and WM_QUIT reach onWindowClosed, WM_KEYDOWN and WM_SYSKEYDOWN onKeyDown, before the
-    // handlers in the order of their names.
+    // WM_CLOSE, WM_QUIT: onWindowClosed; WM_KEYDOWN, WM_SYSKEYDOWN: onKeyDown; then handlers by name.
     const std::tuple<unsigned int, unsigned long long, long long, std::string> messages[] = {
         {0x10, 0, 0, "closed;B 16 0 0;replaced 16 0 0;"},
         {0x12, 0, 0, "closed;B 18 0 0;replaced 18 0 0;"},
@@ -128,8 +125,7 @@ TEST(WindowDispatch, CallbacksRunFirstThenEveryHandler)
         EXPECT_EQ(seen, expected);
     }
 
-    // Cleared callbacks and removed handlers fire nothing, also when a handler removes one that
-    // would run after it in the same dispatch; an absent name is ignored.
+    // Cleared callbacks and removed handlers (also later ones of the same dispatch) fire nothing.
     seen.clear();
     window.setOnWindowClosed(nullptr);
     window.setOnKeyDown(nullptr);

@@ -1,5 +1,4 @@
-// Real windows, the same on both platforms: contexts, placement and what the window reports,
-// monitors, keys and buttons, presenting a texture, and create/destroy cycles.
+// Real windows, alike on both platforms: contexts, placement, monitors, input, presenting, create/destroy.
 #include "WindowTestSupport.h"
 
 #include "support/ProcessMemory.h"
@@ -64,8 +63,7 @@ TEST_F(SharedWindowTest, PlacementHoldsOnReturnAndIsReported)
     MessageLog log(*window, {wmMove, wmSize});
     const Vector2i clientSize = window->getClientSize(), screen = Host::screenSize(), any(-1, -1), corner(150, 120),
                    area(320, 240);
-    // Each result (`any`: not checked) holds on return and settled; WM_MOVE and WM_SIZE (SIZE_RESTORED
-    // 0; 1: none came) told it.
+    // Each result (`any`: not checked) holds on return and settled, as WM_MOVE and WM_SIZE (1: none) told.
     const auto expectPlacement = [&](const char* step, Vector2i position, Vector2i size, Vector2i client,
                                      unsigned long long sizeKind) {
         const auto mask = [&](Vector2i value, Vector2i expected) { return Vector2i(expected == any ? any : value); };
@@ -135,8 +133,7 @@ TEST_F(SharedWindowTest, KeysAndButtonsArriveAsWin32Messages)
             inputs[0].second.push_back(key(wmChar, character, scan, 0));
         inputs[0].second.push_back(key(wmKeyUp, code, scan, 0xC000));
     }
-    // Alt makes system keys (its own release excepted); Control turns letters into control
-    // characters; Shift picks the shifted character; a key held down repeats.
+    // Alt makes system keys (not its own release), Control control characters; Shift shifts; held keys repeat.
     inputs.insert(inputs.end(), {
         {"keydown alt key q keyup alt", {key(wmSysKeyDown, 0x12, 0x38, 0x2000), key(wmSysKeyDown, 'Q', 0x10, 0x2000),
             key(wmSysChar, 'q', 0x10, 0x2000), key(wmSysKeyUp, 'Q', 0x10, 0xE000), key(wmKeyUp, 0x12, 0x38, 0xC000)}},
@@ -239,8 +236,7 @@ TEST_F(SharedWindowTest, PresentTextureOneToOneAndStretched)
     glDisable(GL_TEXTURE_2D);
 }
 
-// Every native window goes with its object, and memory grows by no more than the contexts kept (on
-// X11 the last window ends the display connection and the contexts made on it; Win32 keeps each).
+// Every native window goes with its object; memory grows by no more than the contexts kept (Win32 keeps each).
 TEST_F(SharedWindowTest, CreateAndDestroyCycles)
 {
     window.reset();

@@ -1,5 +1,4 @@
-// What only X11 shows: window properties, key states that the keyboard cannot be put in on demand, a
-// host's own GLX context, XRandR monitors, a display without GLX or a window manager (in children).
+// What only X11 shows: properties, key states, a host's GLX context, XRandR monitors, odd displays.
 #if !defined(_WIN32)
 #include "WindowTestSupport.h"
 
@@ -26,8 +25,7 @@ std::string property(Window window, const char* name, Atom type)
     return value;
 }
 
-// Runs this suite's `test` again in a child process with TAVRIN_X11_CHILD set, after the shell
-// commands `setup`; "" when it passed, else what it printed.
+// Runs `test` in a child with TAVRIN_X11_CHILD set after the shell `setup`: "" if it passed, else its output.
 std::string childFailure(const std::string& test, const std::string& setup)
 {
     TavrinTest::TemporaryDirectory directory;

@@ -1,7 +1,6 @@
 #pragma once
 
-// The window suite's shared window, a log of the messages that reach a window, and the window
-// system as another program sees it (Host).
+// The window suite's shared window, a log of a window's messages, the window system as others see it.
 
 #include "support/TestSupport.h"
 
@@ -166,8 +165,7 @@ struct Host
 };
 #endif
 
-/// One window for the tests of a suite, settled by the window manager (windows are slow to make on
-/// a virtual display); a test that destroys it leaves the next one a new window.
+/// One settled window a suite (slow to make on a virtual display); one that a test destroys is remade.
 struct SharedWindowTest : ::testing::Test
 {
     static void TearDownTestSuite() { window.reset(); }
