@@ -1,5 +1,4 @@
-// Shared by the device tests: RGBA float levels in and out of textures, GL queries, a host's device
-// of either kind, and a fixture that undoes the state devices leave set.
+// Shared by the device tests: RGBA float levels in and out of textures, GL queries, a host's device.
 #pragma once
 
 #include "support/TestSupport.h"
@@ -44,7 +43,6 @@ inline Level patternLevel(const Eigen::Vector2i& size, unsigned int seed)
     return level;
 }
 
-/// A texture with one RGBA32F level holding `level`.
 inline std::shared_ptr<Tavrin::OpenGL::Texture2D> textureWith(const Level& level)
 {
     auto texture = std::make_shared<Tavrin::OpenGL::Texture2D>();
@@ -61,7 +59,6 @@ inline Eigen::Vector2i levelSize(const Tavrin::OpenGL::Texture2D& texture, int l
     return Eigen::Vector2i(width, height);
 }
 
-/// Level `level` of an RGBA texture read back as floats.
 inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
 {
     Level result(levelSize(texture, level));
@@ -69,7 +66,6 @@ inline Level download(const Tavrin::OpenGL::Texture2D& texture, int level)
     return result;
 }
 
-/// glGetIntegerv, or glGetIntegeri_v where an index is given.
 inline GLint integer(GLenum name, int index = -1)
 {
     GLint value = -1;
@@ -84,7 +80,6 @@ inline GLint uniformInt(const Tavrin::OpenGL::Program& program, const char* name
     return value;
 }
 
-/// The name of what `framebuffer` has attached at `attachment` (0 for nothing).
 inline GLint attachedName(const Tavrin::OpenGL::Framebuffer& framebuffer, GLenum attachment)
 {
     GLint name = -1;
@@ -93,8 +88,7 @@ inline GLint attachedName(const Tavrin::OpenGL::Framebuffer& framebuffer, GLenum
     return name;
 }
 
-/// A host's device of either kind: the test gives the program and slot counts, the sampler names
-/// and the hooks.
+/// A host's device of either kind with the test's program, slot counts, sampler names and hooks.
 template <class Device> class HostDevice : public Device
 {
 public:

@@ -1,20 +1,15 @@
-// Programs on real GL: stage files, the driver's own logs on failure with everything released,
-// uniforms and subroutines read back.
+// Programs on real GL: stage files, the driver's own logs on failure, uniforms read back.
 #include "DeviceTestSupport.h"
 
 #include <core/FileLoader.h>
 #include <opengl/GLSLException.h>
-#include <opengl/Program.h>
 #include <opengl/Shader.h>
 
-#include <GL/glew.h>
-#include <gtest/gtest.h>
-
-#include <memory>
 #include <set>
 
 using namespace Tavrin::OpenGL;
 using Stages = std::vector<std::pair<GLenum, std::string>>;
+using DeviceTest::integer;
 using TavrinTest::thrownBy;
 
 namespace
@@ -67,23 +62,18 @@ template <typename Load> std::string glslLog(Load load)
     return "<no GLSLException>";
 }
 
-// A host's derived shader: assembles its source from parts and maps the compile log to them.
+// A host's derived shader: compiles a source assembled from several files and maps the log to them.
 struct AssembledShader : Shader
 {
-    AssembledShader(const std::vector<std::pair<std::string, std::string>>& parts) : Shader(ShaderType::Fragment)
+    AssembledShader(const std::string& source, std::vector<int> lines, std::vector<std::string> files)
+        : Shader(ShaderType::Fragment)
     {
-        std::string source, unused;
-        for (const auto& part : parts)
-            for (std::size_t at = 0, line = 1; at < part.second.size(); source += part.second[at++])
-                if (part.second[at] == '\n')
-                    lines.push_back(int(line++)), files.push_back(part.first);
+        std::string unused;
         const char* text = source.c_str();
         glShaderSource(handle, 1, &text, nullptr);
         glCompileShader(handle);
         checkStatus(unused, lines, files);
     }
-    std::vector<int> lines;
-    std::vector<std::string> files;
 };
 } // namespace
 
@@ -119,7 +109,7 @@ TEST(Program, LoadsStageFilesAndFailuresCarryTheDriversLogReleaseEverythingAndKe
     EXPECT_EQ(glslLog([&] { return Program::loadFromFile(directory.file("mixed")); }),
               driverLog({{GL_FRAGMENT_SHADER, fragment}, {GL_COMPUTE_SHADER, compute}}));
     EXPECT_EQ(TavrinTest::liveGLObjects(), before);
-    EXPECT_EQ(DeviceTest::integer(GL_CURRENT_PROGRAM), GLint(used->getHandle()));
+    EXPECT_EQ(integer(GL_CURRENT_PROGRAM), GLint(used->getHandle()));
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
 
     // A program in use that was flagged for deletion goes with the failed build's release.
@@ -127,7 +117,7 @@ TEST(Program, LoadsStageFilesAndFailuresCarryTheDriversLogReleaseEverythingAndKe
     glDeleteProgram(flagged);
     EXPECT_EQ(glslLog([] { return fromFragment(broken); }), compileLog);
     EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
-    EXPECT_EQ(DeviceTest::integer(GL_CURRENT_PROGRAM) + glIsProgram(flagged), 0);
+    EXPECT_EQ(integer(GL_CURRENT_PROGRAM) + glIsProgram(flagged), 0);
     used.reset(); // deletes that name again: GL refuses
     TavrinTest::drainGLErrors();
 
@@ -135,7 +125,7 @@ TEST(Program, LoadsStageFilesAndFailuresCarryTheDriversLogReleaseEverythingAndKe
     used.reset(fromFragment(fragment));
     used->use();
     delete fromFragment(fragment);
-    EXPECT_EQ(DeviceTest::integer(GL_CURRENT_PROGRAM), 0);
+    EXPECT_EQ(integer(GL_CURRENT_PROGRAM), 0);
 }
 
 TEST(Program, DerivedShaderMapsTheDriversLogWithTheVendorFound)
@@ -145,17 +135,15 @@ TEST(Program, DerivedShaderMapsTheDriversLogWithTheVendorFound)
     EXPECT_EQ(Program::getVendor(), Program::vendorFromName(vendorName));
     // Which file a line names depends on the driver's log form; that the log is mapped with the
     // shader's own entries and the vendor found does not.
-    const std::string body = "void main()\n{\n    color = undeclared;\n}\n";
+    const std::string source = header + "void main()\n{\n    color = undeclared;\n}\n";
+    const std::vector<int> lines = {1, 2, 1, 2, 3, 4};
+    const std::vector<std::string> files = {"header.glsl", "header.glsl", "body.glsl",
+                                            "body.glsl",   "body.glsl",   "body.glsl"};
     const std::vector<std::string> before = TavrinTest::liveGLObjects();
-    EXPECT_EQ(glslLog([&] {
-                  return new AssembledShader({{"header.glsl", header}, {"body.glsl", body}});
-              }),
-              Shader::mapInfoLog(driverLog({{GL_FRAGMENT_SHADER, header + body}}), {1, 2, 1, 2, 3, 4},
-                                 {"header.glsl", "header.glsl", "body.glsl", "body.glsl", "body.glsl", "body.glsl"},
-                                 Program::getVendor()));
+    EXPECT_EQ(glslLog([&] { return new AssembledShader(source, lines, files); }),
+              Shader::mapInfoLog(driverLog({{GL_FRAGMENT_SHADER, source}}), lines, files, Program::getVendor()));
     EXPECT_EQ(TavrinTest::liveGLObjects(), before); // the base's destructor ran
-    EXPECT_EQ(AssembledShader({{"whole.glsl", fragment}}).getSource(), fragment);
-
+    EXPECT_EQ(AssembledShader(fragment, {}, {}).getSource(), fragment);
     std::unique_ptr<Program> program(Program::loadFromSource(vertex, "", "", "", fragment, ""));
     EXPECT_GE(program->getAttribLocation("position"), 0);
     EXPECT_EQ(program->getAttribLocation("missing") + program->getUniformLocation("missing"), -2);
@@ -173,12 +161,12 @@ subroutine(Colour) vec4 red() { return vec4(1.0); }
 subroutine(Colour) vec4 green() { return vec4(0.5); }
 void main() { color = vec4(i1 + int(u1) + iv2.y, f1 + f2.y + f3.z + f4.w, k.size, k.v[3]) + colourA() + colourB(); })";
     const std::unique_ptr<Program> program(fromFragment(source));
-    const auto uniformOf = [](const Program& of, const char* name) {
+    const auto values = [&](const char* name, const Program* of = nullptr) {
         float read[4] = {};
-        glGetUniformfv(of.getHandle(), of.getUniformLocation(name), read);
+        glGetUniformfv((of ? of : program.get())->getHandle(), (of ? of : program.get())->getUniformLocation(name),
+                       read);
         return std::vector<float>(read, read + 4); // GL converts integers
     };
-    const auto values = [&](const char* name) { return uniformOf(*program, name); };
     Program::useFixed();
     for (const float k : {1.0f, -2.0f}) // every setter by name, then by location
     {
@@ -192,7 +180,7 @@ void main() { color = vec4(i1 + int(u1) + iv2.y, f1 + f2.y + f3.z + f4.w, k.size
         EXPECT_EQ(values("f3"), (std::vector<float>{k, 2 * k, 3 * k, 0}));
         EXPECT_EQ(values("f4"), (std::vector<float>{k, 2 * k, 3 * k, 4 * k}));
     }
-    EXPECT_EQ(DeviceTest::integer(GL_CURRENT_PROGRAM), 0);
+    EXPECT_EQ(integer(GL_CURRENT_PROGRAM), 0);
     // A float vector goes into a { size; v[] } structure: the size always, elements when any.
     program->uniform("k.v[3]", 9.0f);
     program->uniform("k", Eigen::VectorXf());
@@ -203,7 +191,7 @@ void main() { color = vec4(i1 + int(u1) + iv2.y, f1 + f2.y + f3.z + f4.w, k.size
     const std::unique_ptr<Program> inUse(fromFragment(source));
     inUse->use();
     program->uniform("iv2", Eigen::Vector2i(3, -4));
-    EXPECT_EQ(values("iv2")[1] * 10 + uniformOf(*inUse, "iv2")[1], -4.0f);
+    EXPECT_EQ(values("iv2")[1] * 10 + values("iv2", inUse.get())[1], -4.0f);
     // A value of the wrong type: GL refuses, and the check names the setter's file.
     const TavrinTest::Outcome outcome = TavrinTest::outcomeOf([&] { program->uniform("i1", 1.5f); }),
                               header = TavrinTest::outcomeOf([&] { program->uniform("f2", Eigen::Vector2i(1, 2)); });
@@ -223,9 +211,9 @@ void main() { color = vec4(i1 + int(u1) + iv2.y, f1 + f2.y + f3.z + f4.w, k.size
     EXPECT_EQ(std::set<int>(compatible.begin(), compatible.end()), (std::set<int>{int(red), int(green)}));
     EXPECT_EQ(program->getActiveSubroutineUniformName(stage, 1).substr(0, 6), "colour");
     program->setUniformSubroutines(stage, {green, red});
-    GLuint first = 9, second = 9;
-    glGetUniformSubroutineuiv(GL_FRAGMENT_SHADER, 0, &first);
-    glGetUniformSubroutineuiv(GL_FRAGMENT_SHADER, 1, &second);
-    EXPECT_EQ(first * 10 + second, green * 10 + red);
+    GLuint chosen[2] = {9, 9};
+    for (GLint location : {0, 1})
+        glGetUniformSubroutineuiv(GL_FRAGMENT_SHADER, location, &chosen[location]);
+    EXPECT_EQ(chosen[0] * 10 + chosen[1], green * 10 + red);
     Program::useFixed();
 }

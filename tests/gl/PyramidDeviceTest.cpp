@@ -1,11 +1,8 @@
-// The pyramid device: every level of its chain against a CPU reduction of the level below as
-// stored, for a table of sizes, formats and reductions, on each path; in place; misuse.
+// Every level of the pyramid device's chain against a CPU reduction of the level below as stored.
 #include "DeviceTestSupport.h"
 
 #include <opengl/GLSLException.h>
 #include <opengl/PyramidDevice.h>
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
@@ -17,12 +14,7 @@ using namespace DeviceTest;
 namespace
 {
 using Reduce = float (*)(float, float, float, float);
-
-struct Reduction
-{
-    const char* glsl;
-    Reduce reduce;
-};
+using Reduction = std::pair<const char*, Reduce>;
 
 const Reduction average{PyramidDevice::averageReduction,
                         [](float a, float b, float c, float d) { return (a + b + c + d) * 0.25f; }};
@@ -35,10 +27,8 @@ const Reduction weighted{
     "vec4 reduce(vec4 a, vec4 b, vec4 c, vec4 d) { return a * 0.5 + b * 0.25 + c * 0.1875 + d * 0.0625; }",
     [](float a, float b, float c, float d) { return a * 0.5f + b * 0.25f + c * 0.1875f + d * 0.0625f; }};
 
-// A device whose image unit budget and image packing the test sets.
-class TestDevice : public PyramidDevice
+struct TestDevice : PyramidDevice
 {
-public:
     int getImageUnitBudget() const override { return budget ? budget : PyramidDevice::getImageUnitBudget(); }
     bool bindsPackedImages(unsigned f) const override { return packed && PyramidDevice::bindsPackedImages(f); }
     int budget = 0;
@@ -56,7 +46,7 @@ float ulp(GLenum format, float value)
 }
 
 // Input data the format holds exactly: bytes / 255 for RGB(A)8 and depth, eighths otherwise.
-std::shared_ptr<Texture2D> inputTexture(const Eigen::Vector2i& size, GLenum format, Level& data)
+std::shared_ptr<Texture2D> inputTexture(const Eigen::Vector2i& size, GLenum format, Level& data, int levels = 1)
 {
     data = patternLevel(size, unsigned(size.x() * 31 + size.y()));
     const bool isDepth = format == GL_DEPTH_COMPONENT32F;
@@ -69,7 +59,7 @@ std::shared_ptr<Texture2D> inputTexture(const Eigen::Vector2i& size, GLenum form
         depth.push_back(texel[0]);
     }
     auto texture = std::make_shared<Texture2D>();
-    texture->reserveStorage(1, size, format);
+    texture->reserveStorage(levels, size, format);
     texture->uploadData(size, isDepth ? static_cast<const void*>(depth.data()) : data.texels.data(),
                         isDepth ? GL_DEPTH_COMPONENT : GL_RGBA, GL_FLOAT, 0, GL_TEXTURE_2D);
     if (format == GL_RGB8 || format == GL_RGB16F || format == GL_RGB32F)
@@ -113,10 +103,8 @@ void expectChain(const Texture2D& output, const Level& input, GLenum format, Red
 using ChainCase = std::tuple<Eigen::Vector2i, GLenum, const Reduction*, GLenum>;
 using PyramidChainTest = ::testing::TestWithParam<ChainCase>;
 
-// Each case three times: in one dispatch; with four image units, three levels a dispatch, on the
-// same output; and with the levels bound in their own format rather than packed. No path may
-// change the chain, and each leaves no program, image or storage buffer bound, nor another active
-// texture unit. Then the input changes and the output follows.
+// Each case in one dispatch; with four image units (three levels a dispatch) on the same output;
+// with the levels bound in their own format. Then the input changes and the output follows.
 TEST_P(PyramidChainTest, EveryLevelIsTheReductionOfTheLevelBelow)
 {
     const auto& [size, format, reduction, outputFormat] = GetParam();
@@ -124,7 +112,7 @@ TEST_P(PyramidChainTest, EveryLevelIsTheReductionOfTheLevelBelow)
     TestDevice device;
     const std::shared_ptr<Texture2D> input = inputTexture(size, format, data);
     device.setInputTexture(0, input);
-    device.setReduction(reduction->glsl);
+    device.setReduction(reduction->first);
     glActiveTexture(GL_TEXTURE3);
     for (int run = 0; run < 3; ++run)
     {
@@ -134,10 +122,7 @@ TEST_P(PyramidChainTest, EveryLevelIsTheReductionOfTheLevelBelow)
             device.setOutputTexture(0, std::make_shared<Texture2D>());
         ASSERT_TRUE(device.update());
         EXPECT_EQ(integer(GL_ACTIVE_TEXTURE) + integer(GL_CURRENT_PROGRAM), GL_TEXTURE3);
-        GLint image = -1, storage = -1;
-        glGetIntegeri_v(GL_IMAGE_BINDING_NAME, 0, &image);
-        glGetIntegeri_v(GL_SHADER_STORAGE_BUFFER_BINDING, 0, &storage);
-        EXPECT_EQ(image + storage, 0);
+        EXPECT_EQ(integer(GL_IMAGE_BINDING_NAME, 0) + integer(GL_SHADER_STORAGE_BUFFER_BINDING, 0), 0);
         Texture2D& output = *device.getOutputTexture(0);
         EXPECT_EQ(output.getVersion(), 1u) << "the output was re-made where it fitted";
         EXPECT_EQ(output.getSize(), size);
@@ -148,7 +133,7 @@ TEST_P(PyramidChainTest, EveryLevelIsTheReductionOfTheLevelBelow)
         EXPECT_EQ(device.getLastPath(),
                   dispatches == 1 ? PyramidDevice::Path::SingleDispatch : PyramidDevice::Path::SeveralDispatches);
         EXPECT_EQ(device.getLastImagesPacked(), run != 2);
-        expectChain(output, data, outputFormat, reduction->reduce);
+        expectChain(output, data, outputFormat, reduction->second);
     }
     glActiveTexture(GL_TEXTURE0);
     // A new storage of the input re-makes the output to fit.
@@ -170,29 +155,17 @@ const ChainCase chainCases[] = {
 
 INSTANTIATE_TEST_SUITE_P(Cases, PyramidChainTest, ::testing::ValuesIn(chainCases));
 
-TEST(PyramidDevice, InPlaceKeepsLevelZeroAndMatchesGenerateMipmap)
+TEST(PyramidDevice, InPlaceKeepsLevelZero)
 {
     Level data;
-    inputTexture({256, 256}, GL_RGBA8, data);
-    auto texture = std::make_shared<Texture2D>(), generated = std::make_shared<Texture2D>();
-    for (Texture2D* target : {texture.get(), generated.get()})
-    {
-        target->reserveStorage(9, {256, 256}, GL_RGBA8);
-        target->uploadData({256, 256}, data.texels.data(), GL_RGBA, GL_FLOAT, 0, GL_TEXTURE_2D);
-    }
-    glGenerateTextureMipmapEXT(generated->getHandle(), GL_TEXTURE_2D);
+    const std::shared_ptr<Texture2D> texture = inputTexture({256, 256}, GL_RGBA8, data, 9);
     PyramidDevice device;
     device.setInputTexture(0, texture);
     device.setOutputTexture(0, texture);
     ASSERT_TRUE(device.update());
     EXPECT_EQ(device.getLastPath(), PyramidDevice::Path::SingleDispatch);
     EXPECT_EQ(texture->getVersion(), 1u);
-    // Both reduce the same level 0 to level 1; further down each works on its own rounding.
-    const Level built = download(*texture, 1), expected = download(*generated, 1);
-    for (std::size_t i = 0; i < built.texels.size(); ++i)
-        for (std::size_t c = 0; c < 4; ++c)
-            ASSERT_NEAR(built.texels[i][c], expected.texels[i][c], 1.001f / 255.0f) << i;
-    expectChain(*texture, data, GL_RGBA8, average.reduce);
+    expectChain(*texture, data, GL_RGBA8, average.second);
 }
 
 TEST(PyramidDevice, MisuseIsReported)
@@ -226,12 +199,6 @@ TEST(PyramidDevice, MisuseIsReported)
     device.setOutputTexture(0, std::make_shared<Texture2D>());
     device.setReduction("vec4 reduce(vec4 a) { return a; }");
     EXPECT_THROW(device.update(), GLSLException);
-    EXPECT_THROW(device.setInputTexture(1, nullptr), std::out_of_range);
-    EXPECT_THROW(device.getOutputTexture(1), std::out_of_range);
-    EXPECT_EQ(device.getInputTextureCount() + device.getOutputTextureCount(), 2);
-    PyramidDevice empty;
-    TavrinTest::StreamCapture errors(std::cerr);
-    EXPECT_FALSE(empty.update());
-    EXPECT_EQ(errors.text(), "ERROR: No output texture.");
+    EXPECT_EQ(TavrinTest::outcomeOf([] { EXPECT_FALSE(PyramidDevice().update()); }).err, "ERROR: No output texture.");
 }
 } // namespace

@@ -6,8 +6,6 @@
 #include <opengl/FramebufferTexture2DDevice.h>
 #include <opengl/GLSLException.h>
 
-#include <gtest/gtest.h>
-
 #include <map>
 
 using namespace Tavrin::OpenGL;
@@ -15,28 +13,24 @@ using namespace DeviceTest;
 
 namespace
 {
-// Scales its input into `levels` levels of its output.
-struct ScaleDevice : FramebufferTexture2DDevice
+// Scales its input by 1 + round % 3 into 1 + round / 50 % 3 levels of its output.
+struct ScaleDevice : HostDevice<FramebufferTexture2DDevice>
 {
     ScaleDevice()
+        : HostDevice(std::shared_ptr<Program>(Program::loadFromSource(
+                         "", "", "", "",
+                         "#version 430\nuniform sampler2D source;\nuniform float factor;\nout vec4 result;\n"
+                         "void main() { result = texelFetch(source, ivec2(gl_FragCoord.xy), 0) * factor; }\n",
+                         "")),
+                     1, 1)
     {
-        program.reset(Program::loadFromSource(
-            "#version 430 compatibility\nvoid main() { gl_Position = gl_ModelViewProjectionMatrix * gl_Vertex; }\n", "",
-            "", "", R"(#version 430 compatibility
-uniform sampler2D source;
-uniform float factor;
-layout(location = 0) out vec4 result;
-void main() { result = texelFetch(source, ivec2(gl_FragCoord.xy), 0) * factor; })",
-            ""));
-        inputTextures.resize(1), outputTextures.resize(1);
+        inputNames = {"source"};
+        before = [this] { program->uniform("factor", float(1 + round % 3)); };
     }
     using FramebufferTexture2DDevice::setInputTexture;
     using FramebufferTexture2DDevice::setOutputTexture;
-    std::string getInputSamplerName(int) const override { return "source"; }
-    int getMipLevelCount() const override { return levels; }
-    void beforeRendering() override { program->uniform("factor", factor); }
-    int levels = 1;
-    float factor = 1.0f;
+    int getMipLevelCount() const override { return 1 + round / 50 % 3; }
+    int round = 0;
 };
 } // namespace
 
@@ -55,10 +49,8 @@ TEST(Soak, DeviceUpdatesTextureReallocationsAndProgramBuilds)
     const unsigned int formats[] = {GL_RGBA8, GL_RGBA32F, GL_R8, GL_RG8};
     std::vector<unsigned char> bytes(32 * 32 * 4);
     const auto round = [&](int i) {
-        // Every 50 rounds the level count changes: a new output storage, more or fewer framebuffers.
-        scale.levels = 1 + (i / 50) % 3;
-        scale.factor = float(1 + i % 3);
-        if (i % 500 == 250)
+        scale.round = i;
+        if (i % 500 == 250) // a new output storage
             scale.setOutputTexture(0, scaled = std::make_shared<Texture2D>());
         ASSERT_TRUE(scale.update());
         const Eigen::Vector2i size(1 + i % 32, 1 + (i / 32) % 32);

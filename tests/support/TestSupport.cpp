@@ -25,10 +25,10 @@ TemporaryDirectory::TemporaryDirectory()
 {
     static std::atomic<int> counter{0};
     const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
-    const auto path = std::filesystem::temp_directory_path() /
-                      ("tavrin-test-" + std::to_string(stamp) + "-" + std::to_string(counter++));
-    std::filesystem::create_directories(path);
-    directory = path.generic_string();
+    directory = (std::filesystem::temp_directory_path() /
+                 ("tavrin-test-" + std::to_string(stamp) + "-" + std::to_string(counter++)))
+                    .generic_string();
+    std::filesystem::create_directories(directory);
 }
 
 TemporaryDirectory::~TemporaryDirectory()
@@ -48,9 +48,8 @@ std::string TemporaryDirectory::write(const std::string& name, const std::string
 
 void drainGLErrors()
 {
-    for (int i = 0; i < 64 && glGetError() != GL_NO_ERROR; ++i)
-    {
-    }
+    for (int i = 0; i < 64 && glGetError() != GL_NO_ERROR;)
+        ++i;
 }
 
 std::vector<std::string> liveGLObjects()

@@ -2,10 +2,6 @@
 #if defined(_WIN32)
 #include "WindowTestSupport.h"
 
-#include "support/TestSupport.h"
-
-#include <iostream>
-
 using namespace TavrinWindowTest;
 
 TEST_F(SharedWindowTest, Win32ClassMemoryStyleAndPixelFormat)
@@ -22,14 +18,14 @@ TEST_F(SharedWindowTest, Win32ClassMemoryStyleAndPixelFormat)
     EXPECT_EQ(std::make_tuple(registered.style, registered.cbWndExtra, registered.hbrBackground, registered.hCursor),
               std::make_tuple(UINT(CS_OWNDC), 8, HBRUSH(GetStockObject(BLACK_BRUSH)), HCURSOR()));
 
-    OpenGLWindow second("Tavrin second window");
-    const HWND handle = second.getWindowHandle();
-    EXPECT_EQ(GetDC(handle), second.getDeviceContext()); // the class's own device context
-    EXPECT_EQ(reinterpret_cast<OpenGLWindow*>(GetWindowLongPtrW(handle, 0)), &second);
-    EXPECT_EQ(GetWindowLongPtrW(handle, GWLP_USERDATA), 0); // left to the host
+    const HWND handle = window->getWindowHandle();
+    const HDC context = window->getDeviceContext();
+    EXPECT_EQ(GetDC(handle), context); // the class's own device context
+    EXPECT_EQ(std::make_pair(GetWindowLongPtrW(handle, 0), GetWindowLongPtrW(handle, GWLP_USERDATA)),
+              std::make_pair(reinterpret_cast<LONG_PTR>(window.get()), LONG_PTR(0))); // user data: the host's
     EXPECT_EQ(GetWindowLongW(handle, GWL_STYLE) & (WS_OVERLAPPEDWINDOW | WS_VISIBLE), WS_OVERLAPPEDWINDOW | WS_VISIBLE);
     PIXELFORMATDESCRIPTOR format = {};
-    DescribePixelFormat(second.getDeviceContext(), GetPixelFormat(second.getDeviceContext()), sizeof format, &format);
+    DescribePixelFormat(context, GetPixelFormat(context), sizeof format, &format);
     const DWORD flags = PFD_DOUBLEBUFFER | PFD_DRAW_TO_WINDOW | PFD_SUPPORT_OPENGL;
     EXPECT_EQ(std::make_tuple(format.dwFlags & flags, format.iPixelType, format.cColorBits, format.cDepthBits),
               std::make_tuple(flags, BYTE(PFD_TYPE_RGBA), BYTE(24), BYTE(0)));

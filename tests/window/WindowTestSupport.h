@@ -1,8 +1,10 @@
 #pragma once
 
-// The window suite's shared window and fixture, a log of the messages that reach a window, and the
-// window system as another program sees it (Host).
+// The window suite's shared window, a log of a window's messages, the window system as others see it.
 
+#include "support/TestSupport.h"
+
+#include <opengl/OpenGLContext.h>
 #include <opengl/OpenGLWindow.h>
 
 #include <gtest/gtest.h>
@@ -19,14 +21,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdint>
 #include <cstdlib>
-#include <functional>
+#include <memory>
 #include <set>
-#include <string>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 namespace TavrinWindowTest
 {
@@ -50,19 +49,18 @@ inline Message key(unsigned int message, unsigned long long code, long long scan
     return {message, code, 1 | (scan | flags) << 16};
 }
 
-/// Records the messages of the given numbers that reach `window` while it lives.
+/// Records the messages of the given numbers that reach `window` while it lives (one at a time a window).
 struct MessageLog
 {
     MessageLog(OpenGLWindow& window, std::set<unsigned int> wanted) : window(window)
     {
-        window.addMesageHandler(name(),
+        window.addMesageHandler("log",
                                 [this, wanted](OpenGLWindow*, unsigned int message, unsigned long long w, long long l) {
                                     if (wanted.count(message))
                                         messages.emplace_back(message, w, l);
                                 });
     }
-    ~MessageLog() { window.removeMesageHandler(name()); }
-    std::string name() const { return std::to_string(reinterpret_cast<std::uintptr_t>(this)); }
+    ~MessageLog() { window.removeMesageHandler("log"); }
     Message last(unsigned int message) const
     {
         const auto found = std::find_if(messages.rbegin(), messages.rend(),
@@ -75,7 +73,7 @@ struct MessageLog
 };
 
 /// Pumps the queue until `done()` holds (true) or `milliseconds` have passed (false).
-inline bool pumpUntil(const OpenGLWindow& window, int milliseconds, const std::function<bool()>& done)
+template <typename Done> bool pumpUntil(const OpenGLWindow& window, int milliseconds, Done done)
 {
     for (int waited = 0; waited <= milliseconds; waited += 10)
     {
@@ -105,11 +103,6 @@ inline void settle(const OpenGLWindow& window)
 struct Host
 {
     static bool windowExists(WindowHandle window) { return IsWindow(window); }
-    static void activate(const OpenGLWindow& window)
-    {
-        SetForegroundWindow(window.getWindowHandle());
-        pumpUntil(window, 2000, [&] { return GetForegroundWindow() == window.getWindowHandle(); });
-    }
     static void requestClose(WindowHandle window) { PostMessageW(window, WM_CLOSE, 0, 0); }
     static Vector2i screenSize() { return Vector2i(GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)); }
     static Vector2i clientOrigin(WindowHandle window)
@@ -135,10 +128,6 @@ struct Host
     static bool run(const std::string& commandLine) { return std::system(commandLine.c_str()) == 0; }
     static std::string id(WindowHandle window) { return " " + std::to_string(window); }
     static bool windowExists(WindowHandle window) { return run("xwininfo -id" + id(window) + " >/dev/null 2>&1"); }
-    static void activate(const OpenGLWindow& window)
-    {
-        run("xdotool windowactivate --sync" + id(window.getWindowHandle()));
-    }
     // What the window manager sends when the user closes a window.
     static void requestClose(WindowHandle window)
     {
@@ -167,8 +156,7 @@ struct Host
         return colour;
     }
     static const void* currentContext() { return glXGetCurrentContext(); }
-    /// The suite's own connection to the display.
-    static ::Display* connection()
+    static ::Display* connection() // the suite's own
     {
         static ::Display* const display = XOpenDisplay(nullptr);
         return display;
@@ -177,20 +165,21 @@ struct Host
 };
 #endif
 
-/// The window that the run shares (null where none can be made); reset destroys it, and remakes it.
-OpenGLWindow* sharedWindow();
-void resetSharedWindow(bool remake);
-
-/// The shared window, once the window manager has settled it.
+/// One settled window a suite (slow to make on a virtual display); one that a test destroys is remade.
 struct SharedWindowTest : ::testing::Test
 {
+    static void TearDownTestSuite() { window.reset(); }
     void SetUp() override
     {
-        if (!(window = sharedWindow()))
-            GTEST_SKIP() << "this platform cannot create windows here";
+        if (!window)
+        {
+            window = std::make_unique<OpenGLWindow>("Tavrin window tests");
+            Tavrin::OpenGL::OpenGLContext::init(); // GLEW, for every later context of the run too
+        }
+        ASSERT_TRUE(Host::windowExists(window->getWindowHandle()));
         settle(*window);
     }
 
-    OpenGLWindow* window = nullptr;
+    static inline std::unique_ptr<OpenGLWindow> window;
 };
 } // namespace TavrinWindowTest
