@@ -67,7 +67,13 @@ TEST(Texture2D, UploadsReadBackAndKeepOrReplaceTheStorage)
     texture.uploadImage(rgb, 0, GL_TEXTURE_2D);                       // format changed
     glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     EXPECT_EQ(texture.getVersion() * 10 + unsigned(texture.getMipLevelCount()), 31u);
+    GLuint packBuffer = 0; // downloadImage packs tightly into client memory, then gives the host's state back
+    glGenBuffers(1, &packBuffer);
+    glBindBuffer(GL_PIXEL_PACK_BUFFER, packBuffer);
     EXPECT_TRUE(sameImage(*texture.downloadImage(0), *rgb));
+    EXPECT_EQ(integer(GL_PIXEL_PACK_BUFFER_BINDING) * 10 + integer(GL_PACK_ALIGNMENT), GLint(packBuffer) * 10 + 4);
+    glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
+    glDeleteBuffers(1, &packBuffer);
     // downloadData keeps the pack alignment: rows padded to 12 bytes; a short buffer is refused.
     unsigned char padded[24] = {};
     texture.downloadData(0, GL_RGB, GL_UNSIGNED_BYTE, padded, 24);

@@ -6,6 +6,7 @@
 #include <opengl/GLCheck.h>
 #include <opengl/GLSLException.h>
 #include <opengl/HeadlessContext.h>
+#include <opengl/OpenGLContext.h>
 #include <opengl/Program.h>
 #include <opengl/Shader.h>
 #include <opengl/Texture2D.h>
@@ -47,6 +48,7 @@ TEST(GLMessages, EveryCodeHasItsExactTextAndAnExceptionItsOwnLog)
     for (const auto& status : statuses)
         EXPECT_EQ(Framebuffer::statusMessage(status.first), status.second);
     EXPECT_STREQ(Detail::bareFileName("C:\\src\\opengl/Program.cpp"), "Program.cpp");
+    EXPECT_EQ(OpenGLContext::getContext({}), nullptr); // no device context: no render context
 }
 
 TEST(ShaderLogMapping, RewritesEachLineByItsVendorsFormAndTheVendorFollowsTheName)
