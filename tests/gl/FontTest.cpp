@@ -174,7 +174,7 @@ TEST_F(FontTest, GlyphsAreSolidsOfTheirMetricsThatAdvanceTheOrigin)
     EXPECT_EQ(arial->getGlyphMetrics(0xE9).cellIncX, arial->getGlyphMetrics('e').cellIncX); // U+00E9, e acute
     const Font::GlyphMetrics &h = arial->getGlyphMetrics('H'), &g = arial->getGlyphMetrics('g');
     Eigen::Vector2f min, max;
-    arial->getBBox("Hg", min, max); // the arithmetic: FontMeasureTest
+    arial->getBBox("Hg", min, max);
     EXPECT_EQ(Eigen::Vector2f(min.y(), max.x()), Eigen::Vector2f(g.originY, h.cellIncX + g.cellIncX));
 }
 

@@ -1,23 +1,16 @@
-// What the GL classes do without a context: messages, log mapping, mip arithmetic, failed start-ups.
+// What the GL classes do without a context: messages, log mapping, vendor detection.
 #include "support/TestSupport.h"
 
 #include <core/StringTools.h>
 #include <opengl/Framebuffer.h>
 #include <opengl/GLCheck.h>
 #include <opengl/GLSLException.h>
-#include <opengl/HeadlessContext.h>
 #include <opengl/OpenGLContext.h>
 #include <opengl/Program.h>
 #include <opengl/Shader.h>
-#include <opengl/Texture2D.h>
 
 #include <GL/glew.h>
 #include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <thread>
 
 using namespace Tavrin::OpenGL;
 
@@ -93,49 +86,3 @@ TEST(ShaderLogMapping, RewritesEachLineByItsVendorsFormAndTheVendorFollowsTheNam
     EXPECT_EQ(TavrinTest::outcomeOf([] { Program::initVendor(); }).out, "INFO: ");
     EXPECT_EQ(Program::getVendor(), Program::ATI);
 }
-
-TEST(Texture2DArithmetic, FullMipLevelCountKeepsItsMixedPrecision)
-{
-    EXPECT_EQ(Texture2D::fullMipLevelCount(0) + Texture2D::fullMipLevelCount(-3), 0);
-    // The chain length (the bit length) but for 8192 and 32768.
-    for (int side = 1, bits = 1; side <= 65535; bits += (++side >> bits) & 1)
-        ASSERT_EQ(Texture2D::fullMipLevelCount(side), side == 8192 || side == 32768 ? bits - 1 : bits) << side;
-}
-
-#if !defined(_WIN32)
-// Each case runs in a child whose EGL set-up an environment variable breaks (read when EGL loads).
-TEST(HeadlessContextDeathTest, NamesTheEGLStepThatFailed)
-{
-    const char* const mesa = "/usr/share/glvnd/egl_vendor.d/50_mesa.json";
-    if (!std::ifstream(mesa).good())
-        GTEST_SKIP() << "the cases break Mesa's EGL set-up";
-    const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"__EGL_VENDOR_LIBRARY_FILENAMES", "/nonexistent.json",
-         "eglGetPlatformDisplayEXT(EGL_PLATFORM_SURFACELESS_MESA) failed (EGL error 0x300C)"},
-        {"LIBGL_DRIVERS_PATH", "/nonexistent", "eglInitialize failed (EGL error 0x3001)"},
-        {"MESA_GL_VERSION_OVERRIDE", "3.3", "eglCreateContext (OpenGL 4.5 compatibility) failed (EGL error 0x3009)"},
-        // Current on another thread: every driver refuses that. The destructor releases it.
-        {"UNUSED", "", "eglMakeCurrent failed (EGL error 0x3002)\nreleased"}};
-    for (const auto& c : cases)
-    {
-        const auto child = [&] {
-            setenv("__EGL_VENDOR_LIBRARY_FILENAMES", mesa, 1);
-            setenv(std::get<0>(c), std::get<1>(c), 1);
-            std::string report = TavrinTest::thrownBy([] { HeadlessContext context; });
-            if (report.empty())
-            {
-                auto context = std::make_unique<HeadlessContext>();
-                std::thread([&] { report = TavrinTest::thrownBy([&] { context->makeCurrent(); }); }).join();
-                context.reset();
-                report += glGetString(GL_VENDOR) ? "\nstill current" : "\nreleased";
-            }
-            std::cerr << "[" << report << "]";
-            std::_Exit(0);
-        };
-        std::string pattern; // the exact report, as a regular expression
-        for (const char ch : "[HeadlessContext: " + std::string(std::get<2>(c)) + "]")
-            pattern += std::string(std::strchr("[]().\\", ch) ? "\\" : "") + ch;
-        EXPECT_EXIT(child(), ::testing::ExitedWithCode(0), pattern);
-    }
-}
-#endif
