@@ -58,6 +58,13 @@ public:
     ///   passes through unchanged.
     ///
     /// Guards (these cases would otherwise read out of range): a line whose index i has no
+    /// - Mesa (addition; llvmpipe, radeonsi, iris), "0:12(5): error: message": a line that
+    ///   starts with digits, ":", digits, "(", digits, "):" is in Mesa's form whatever `vendor`
+    ///   says (neither other form starts so). n is read between the first ":" and the "("; the
+    ///   line becomes files[i] + ":" + the mapped number + the text from the "(" on, e.g.
+    ///   "lighting.glsl:12(5): error: message". The mapped number follows the convention of
+    ///   `vendor`: lines[i] + 1 for NVIDIA, lines[i] for ATI (Mesa's vendor string gives ATI),
+    ///   so entries written for the vendor in effect name the same line in every form.
     /// entry in `lines` or in `files` passes through unchanged, and so does an NVIDIA-form line
     /// without any ":"; an ATI-form line that ends at its third ":" gets an empty message.
     static std::string mapInfoLog(const std::string& log, const std::vector<int>& lines,

@@ -65,6 +65,41 @@ std::string mapAtiLine(const std::string& line, const std::vector<int>& lines, c
     return files[i] + "(" + StringTools::intToString(lines[i]) + ") : " + message;
 }
 } // namespace
+// Mesa's form, "0:12(5): error: message": source string, ':', line, '(', column, "):". Returns
+// the position of the '(' before the column, or npos when the line is not in that form.
+std::size_t mesaColumnStart(const std::string& line)
+{
+    const auto digitsFrom = [&](std::size_t at) {
+        std::size_t end = at;
+        while (end < line.size() && line[end] >= '0' && line[end] <= '9')
+            ++end;
+        return end > at ? end : std::string::npos;
+    };
+    const std::size_t source = digitsFrom(0);
+    if (source == std::string::npos || line[source] != ':')
+        return std::string::npos;
+    const std::size_t open = digitsFrom(source + 1);
+    if (open == std::string::npos || line[open] != '(')
+        return std::string::npos;
+    const std::size_t close = digitsFrom(open + 1);
+    if (close == std::string::npos || line.compare(close, 2, "):") != 0)
+        return std::string::npos;
+    return open;
+}
+
+// Mesa's lines count from 1 like the others. The stored number is read by the vendor's own
+// convention (NVIDIA's form prints it plus one, ATI's as it is), so that entries made for the
+// vendor in effect name the same line whichever form the driver writes.
+std::string mapMesaLine(const std::string& line, std::size_t open, const std::vector<int>& lines,
+                        const std::vector<std::string>& files, Program::Vendor vendor)
+{
+    const std::size_t colon = line.find(':');
+    const std::size_t i = entryIndex(StringTools::stringToInt(line.substr(colon + 1, open - colon - 1)));
+    if (i >= lines.size() || i >= files.size())
+        return line;
+    const long long number = static_cast<long long>(lines[i]) + (vendor == Program::NVIDIA ? 1 : 0);
+    return files[i] + ":" + std::to_string(number) + line.substr(open);
+}
 
 Shader::Shader(ShaderType type) : handle(glCreateShader(static_cast<GLenum>(type)))
 {
@@ -178,7 +213,11 @@ std::string Shader::mapInfoLog(const std::string& log, const std::vector<int>& l
         if (!first)
             mapped += '\n';
         first = false;
-        mapped += vendor == Program::NVIDIA ? mapNvidiaLine(line, lines, files) : mapAtiLine(line, lines, files);
+        const std::size_t mesaColumn = mesaColumnStart(line);
+        if (mesaColumn != std::string::npos)
+            mapped += mapMesaLine(line, mesaColumn, lines, files, vendor);
+        else
+            mapped += vendor == Program::NVIDIA ? mapNvidiaLine(line, lines, files) : mapAtiLine(line, lines, files);
     }
     return mapped;
 }

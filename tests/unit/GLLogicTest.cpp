@@ -67,7 +67,14 @@ TEST(ShaderLogMapping, RewritesEachLineByItsVendorsFormAndTheVendorFollowsTheNam
         {A, "ERROR: 0:3:xy", "lighting.glsl(13) : y"},
         {A, "ERROR: 0:40: far", "ERROR: 0:40: far"},
         {A, "ERROR: 0:3: a\nERROR: 2 compilation errors.\n", "lighting.glsl(13) : a\nERROR: 2 compilation errors."},
-        {A, "", ""}};
+        {A, "", ""},
+        // Mesa's form under either vendor, the stored line read by that vendor's convention.
+        {A, "0:3(10): error: `x' undeclared", "lighting.glsl:13(10): error: `x' undeclared"},
+        {N, "0:2(1): preprocessor error: m", "lighting.glsl:13(1): preprocessor error: m"},
+        {A, "0:0(1): e\n0:9(1): e", "common.glsl:7(1): e\n0:9(1): e"},
+        {N, "0:3(2)x: e", "lighting.glsl (13) :3(2)x: e"}, // near misses take the vendor's form
+        {N, "0:3(): e", "common.glsl (8) :3(): e"},
+        {A, ":3(2): e", ":3(2): e"}};
     for (const auto& c : cases)
         EXPECT_EQ(Shader::mapInfoLog(std::get<1>(c), lines, files, std::get<0>(c)), std::get<2>(c)) << std::get<1>(c);
     // An index with no entry in either vector passes the line through.
