@@ -65,6 +65,19 @@ public:
     /// by the release instead (no program is in use afterwards, no GL error is left).
     static Program* loadFromFile(const std::string& baseName, const FileLoader* loader = nullptr);
 
+    /// loadFromFile for stage files that include others (addition): every stage file found is
+    /// assembled with ShaderSource::assemble (`#include "name"` lines, resolved recursively)
+    /// before any GL object is made, then compiled, attached and linked in the same order. A
+    /// compile error throws GLSLException with the log mapped by Shader::mapInfoLog, so each
+    /// line names the file and the line of that file where the offending text stands, in the
+    /// NVIDIA, ATI and Mesa forms alike (the source's lines are given in the convention of the
+    /// vendor in effect, ShaderSource::linesFor). A link failure throws the program's log
+    /// unmapped, as link() does.
+    ///
+    /// Throws as loadFromFile does, and std::runtime_error from assembling (missing include,
+    /// cycle) before any GL object exists. Releases everything on failure as loadFromFile does.
+    static Program* loadFromFileWithIncludes(const std::string& baseName, const FileLoader* loader = nullptr);
+
     /// Builds a program from sources, one per stage; an empty string skips that stage. Stages
     /// are compiled and attached in the order of the arguments, then the program is linked.
     /// Nothing requires a stage: six empty strings give a program without shaders, linked by
@@ -157,6 +170,9 @@ public:
     void setUniformSubroutines(ShaderType type, const std::vector<unsigned int>& indices) const;
 
 private:
+    // The factories' common frame: a new program, `attachStages` on it, link; released on any
+    // failure.
+    template <typename AttachStages> static Program* build(const AttachStages& attachStages);
     static bool getStatus(GLuint program, GLenum pname);
     static void getText(GLuint program, std::string& text);
     // The second step of the float-vector structure; inline so that its check names the header.

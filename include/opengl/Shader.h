@@ -15,6 +15,8 @@ class FileLoader;
 
 namespace OpenGL
 {
+class ShaderSource;
+
 /// The shader stages, valued by their GL stage enumerants, so a value goes straight to
 /// glCreateShader and glGetProgramStageiv. Stage file suffixes: see Program::loadFromFile.
 enum class ShaderType : unsigned int
@@ -56,8 +58,6 @@ public:
     ///   becomes files[i] + "(" + lines[i] + ") : " + the text from two characters after the
     ///   third ":", e.g. "lighting.glsl(12) : message". A line with fewer than three colons
     ///   passes through unchanged.
-    ///
-    /// Guards (these cases would otherwise read out of range): a line whose index i has no
     /// - Mesa (addition; llvmpipe, radeonsi, iris), "0:12(5): error: message": a line that
     ///   starts with digits, ":", digits, "(", digits, "):" is in Mesa's form whatever `vendor`
     ///   says (neither other form starts so). n is read between the first ":" and the "("; the
@@ -65,6 +65,8 @@ public:
     ///   "lighting.glsl:12(5): error: message". The mapped number follows the convention of
     ///   `vendor`: lines[i] + 1 for NVIDIA, lines[i] for ATI (Mesa's vendor string gives ATI),
     ///   so entries written for the vendor in effect name the same line in every form.
+    ///
+    /// Guards (these cases would otherwise read out of range): a line whose index i has no
     /// entry in `lines` or in `files` passes through unchanged, and so does an NVIDIA-form line
     /// without any ":"; an ATI-form line that ends at its third ":" gets an empty message.
     static std::string mapInfoLog(const std::string& log, const std::vector<int>& lines,
@@ -84,6 +86,10 @@ protected:
     /// (reading the file, a GL check, the compile), the GL shader is deleted before the
     /// exception leaves the constructor, so a failed stage leaks no shader object.
     Shader(ShaderType type, const std::string& fileName, const FileLoader* loader);
+    /// Compiles an assembled source like the constructors above (and deletes the GL shader
+    /// when it throws), but a failed compile throws the log mapped to the source's files:
+    /// checkStatus(text, source.linesFor(Program::getVendor()), source.files).
+    Shader(ShaderType type, const ShaderSource& source);
     /// glDeleteShader; no check.
     ~Shader();
 
@@ -104,8 +110,9 @@ protected:
 
 private:
     // The compiling constructors' shared steps: checks the creation, takes the source from
-    // `loadSource`, compiles, checkStatus(); deletes the GL shader if any step throws.
-    void compileOrRelease(const std::function<std::string()>& loadSource);
+    // `loadSource`, compiles, checks the status (the log mapped to `assembled`'s files when
+    // given); deletes the GL shader if any step throws.
+    void compileOrRelease(const std::function<std::string()>& loadSource, const ShaderSource* assembled = nullptr);
 
     friend class Program;
 };

@@ -2,6 +2,7 @@
 #include <opengl/GLSLException.h>
 #include <opengl/Program.h>
 #include <opengl/Shader.h>
+#include <opengl/ShaderSource.h>
 
 #include <core/FileLoader.h>
 #include <core/FileTools.h>
@@ -50,6 +51,17 @@ void discard(Program* program)
     if (glIsProgram(static_cast<GLuint>(inUse)))
         glUseProgram(static_cast<GLuint>(inUse));
 }
+// The stages whose files exist, in attach order; all six are asked before anything is built.
+std::vector<int> existingStages(const std::string& baseName, const FileLoader* loader)
+{
+    std::vector<int> found;
+    for (int i = 0; i < stageCount; ++i)
+        if (FileTools::fileExists(baseName + stages[i].suffix, loader))
+            found.push_back(i);
+    if (found.empty())
+        throw std::runtime_error("No shader file for program'" + baseName + "'");
+    return found;
+}
 } // namespace
 
 Program::Vendor Program::vendor = Program::NVIDIA;
@@ -67,29 +79,12 @@ unsigned int Program::getHandle() const
     return handle;
 }
 
-Program* Program::loadFromFile(const std::string& baseName, const FileLoader* loader)
+template <typename AttachStages> Program* Program::build(const AttachStages& attachStages)
 {
-    bool exists[stageCount];
-    bool any = false;
-    for (int i = 0; i < stageCount; ++i)
-    {
-        exists[i] = FileTools::fileExists(baseName + stages[i].suffix, loader);
-        any = any || exists[i];
-    }
-    if (!any)
-        throw std::runtime_error("No shader file for program'" + baseName + "'");
-
     Program* program = new Program;
     try
     {
-        for (int i = 0; i < stageCount; ++i)
-        {
-            if (!exists[i])
-                continue;
-            // The GL shader lives on while attached; the wrapper goes at once.
-            Shader shader(stages[i].type, baseName + stages[i].suffix, loader);
-            program->attach(shader);
-        }
+        attachStages(*program);
         program->link();
     }
     catch (...)
@@ -100,30 +95,48 @@ Program* Program::loadFromFile(const std::string& baseName, const FileLoader* lo
     return program;
 }
 
+Program* Program::loadFromFile(const std::string& baseName, const FileLoader* loader)
+{
+    const std::vector<int> found = existingStages(baseName, loader);
+    return build([&](const Program& program) {
+        for (const int i : found)
+        {
+            // The GL shader lives on while attached; the wrapper goes at once.
+            Shader shader(stages[i].type, baseName + stages[i].suffix, loader);
+            program.attach(shader);
+        }
+    });
+}
+
+Program* Program::loadFromFileWithIncludes(const std::string& baseName, const FileLoader* loader)
+{
+    std::vector<std::pair<ShaderType, ShaderSource>> sources;
+    for (const int i : existingStages(baseName, loader))
+        sources.emplace_back(stages[i].type, ShaderSource::assemble(baseName + stages[i].suffix, loader));
+    return build([&](const Program& program) {
+        for (const auto& source : sources)
+        {
+            Shader shader(source.first, source.second);
+            program.attach(shader);
+        }
+    });
+}
+
 Program* Program::loadFromSource(const std::string& vertex, const std::string& tessellationControl,
                                  const std::string& tessellationEvaluation, const std::string& geometry,
                                  const std::string& fragment, const std::string& compute)
 {
     const std::string* sources[stageCount] = {
         &vertex, &tessellationControl, &tessellationEvaluation, &geometry, &fragment, &compute};
-    Program* program = new Program;
-    try
-    {
+    return build([&](const Program& program) {
         for (int i = 0; i < stageCount; ++i)
         {
             if (sources[i]->empty())
                 continue;
             Shader shader(stages[i].type, *sources[i]);
-            program->attach(shader);
+            program.attach(shader);
         }
-        program->link();
-    }
-    catch (...)
-    {
-        discard(program);
-        throw;
-    }
-    return program;
+    });
 }
 
 void Program::attach(const Shader& shader) const

@@ -1,6 +1,7 @@
 #include <opengl/GLCheck.h>
 #include <opengl/GLSLException.h>
 #include <opengl/Shader.h>
+#include <opengl/ShaderSource.h>
 
 #include <core/FileLoader.h>
 #include <core/FileTools.h>
@@ -64,7 +65,6 @@ std::string mapAtiLine(const std::string& line, const std::vector<int>& lines, c
     const std::string message = p3 + 2 <= line.size() ? line.substr(p3 + 2) : std::string();
     return files[i] + "(" + StringTools::intToString(lines[i]) + ") : " + message;
 }
-} // namespace
 // Mesa's form, "0:12(5): error: message": source string, ':', line, '(', column, "):". Returns
 // the position of the '(' before the column, or npos when the line is not in that form.
 std::size_t mesaColumnStart(const std::string& line)
@@ -100,6 +100,7 @@ std::string mapMesaLine(const std::string& line, std::size_t open, const std::ve
     const long long number = static_cast<long long>(lines[i]) + (vendor == Program::NVIDIA ? 1 : 0);
     return files[i] + ":" + std::to_string(number) + line.substr(open);
 }
+} // namespace
 
 Shader::Shader(ShaderType type) : handle(glCreateShader(static_cast<GLenum>(type)))
 {
@@ -118,7 +119,12 @@ Shader::Shader(ShaderType type, const std::string& source) : handle(glCreateShad
     compileOrRelease([&] { return source; });
 }
 
-void Shader::compileOrRelease(const std::function<std::string()>& loadSource)
+Shader::Shader(ShaderType type, const ShaderSource& source) : handle(glCreateShader(static_cast<GLenum>(type)))
+{
+    compileOrRelease([&] { return source.text; }, &source);
+}
+
+void Shader::compileOrRelease(const std::function<std::string()>& loadSource, const ShaderSource* assembled)
 {
     // A throwing constructor runs no destructor: release the GL shader here.
     try
@@ -130,7 +136,12 @@ void Shader::compileOrRelease(const std::function<std::string()>& loadSource)
         TAVRIN_GL_CHECK();
         glCompileShader(handle);
         TAVRIN_GL_CHECK();
-        checkStatus();
+        if (!assembled)
+            return checkStatus();
+        std::string unused;
+        std::vector<int> lines = assembled->linesFor(Program::getVendor());
+        std::vector<std::string> files = assembled->files;
+        checkStatus(unused, lines, files);
     }
     catch (...)
     {

@@ -215,3 +215,23 @@ void main() { color = vec4(i1 + int(u1) + iv2.y, f1 + f2.y + f3.z + f4.w, k.size
     EXPECT_EQ(chosen[0] * 10 + chosen[1], green * 10 + red);
     Program::useFixed();
 }
+
+TEST(Program, ACompileErrorInAnIncludedFileNamesThatFileAndLine)
+{
+    TavrinTest::TemporaryDirectory directory;
+    directory.write("shaders/aVertex.glsl", vertex);
+    directory.write("shaders/aFragment.glsl", "// tinted\n#version 430 compatibility\n#include \"tint.glsl\"\n"
+                                              "out vec4 color;\nvoid main() { color = tint(); }\n");
+    directory.write("shaders/tint.glsl", "vec4 tint()\n{\n    return undeclared;\n}\n");
+    const Tavrin::DirectoryFileLoader loader({directory.path()});
+    const std::vector<std::string> before = TavrinTest::liveGLObjects();
+    EXPECT_EQ(glslLog([&] { return Program::loadFromFileWithIncludes("shaders/a", &loader); }),
+              "shaders/tint.glsl:3(9): error: `undeclared' undeclared\nshaders/tint.glsl:3(2): error: could not "
+              "implicitly convert return value to vec4, in function `tint'");
+    EXPECT_EQ(TavrinTest::liveGLObjects(), before);
+    directory.write("shaders/tint.glsl", "vec4 tint() { return vec4(1.0); }\n");
+    const std::unique_ptr<Program> program(Program::loadFromFileWithIncludes("shaders/a", &loader));
+    GLint linked = 0;
+    glGetProgramiv(program->getHandle(), GL_LINK_STATUS, &linked);
+    EXPECT_EQ(linked, GL_TRUE);
+}

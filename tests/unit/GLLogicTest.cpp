@@ -1,6 +1,7 @@
 // What the GL classes do without a context: messages, log mapping, vendor detection.
 #include "support/TestSupport.h"
 
+#include <core/FileLoader.h>
 #include <core/StringTools.h>
 #include <opengl/Framebuffer.h>
 #include <opengl/GLCheck.h>
@@ -8,9 +9,12 @@
 #include <opengl/OpenGLContext.h>
 #include <opengl/Program.h>
 #include <opengl/Shader.h>
+#include <opengl/ShaderSource.h>
 
 #include <GL/glew.h>
 #include <gtest/gtest.h>
+
+#include <regex>
 
 using namespace Tavrin::OpenGL;
 
@@ -92,4 +96,39 @@ TEST(ShaderLogMapping, RewritesEachLineByItsVendorsFormAndTheVendorFollowsTheNam
     EXPECT_EQ(Program::getVendor(), Program::NVIDIA);
     EXPECT_EQ(TavrinTest::outcomeOf([] { Program::initVendor(); }).out, "INFO: ");
     EXPECT_EQ(Program::getVendor(), Program::ATI);
+}
+
+TEST(ShaderSource, AssemblesIncludesOnceWithEveryLinesOriginAndNamesTheFilesOfAFailure)
+{
+    TavrinTest::TemporaryDirectory directory;
+    directory.write("main.glsl",
+                    "// head\n#version 430\n#include \"lib/a.glsl\"\n#include \"shared.glsl\"\nvoid main() {}");
+    directory.write("lib/a.glsl", "#version 430\n  # include \"b.glsl\" // beside a\nfloat a;\n");
+    directory.write("lib/b.glsl", "#include \"shared.glsl\"\nfloat b;\n"); // not beside b: through the loader
+    directory.write("shared.glsl", "float s;\n");
+    directory.write("missing.glsl", "float m;\n#include \"nowhere.glsl\"\n");
+    directory.write("cycle.glsl", "#include \"lib/c.glsl\"\n");
+    directory.write("lib/c.glsl", "#include \"../cycle.glsl\"\n");
+    for (int i = 0; i < 33; ++i)
+        directory.write("n" + std::to_string(i) + ".glsl", "#include \"n" + std::to_string(i + 1) + ".glsl\"\n");
+    const Tavrin::DirectoryFileLoader loader({directory.path()});
+    const ShaderSource source = ShaderSource::assemble("./main.glsl", &loader);
+    EXPECT_EQ(source.text, "#version 430\n// head\nfloat s;\nfloat b;\nfloat a;\nvoid main() {}\n");
+    EXPECT_EQ(source.lines, (std::vector<int>{2, 1, 1, 2, 3, 5}));
+    EXPECT_EQ(source.linesFor(Program::NVIDIA), (std::vector<int>{1, 0, 0, 1, 2, 4}));
+    EXPECT_EQ(source.linesFor(Program::ATI), source.lines);
+    EXPECT_EQ(source.files, (std::vector<std::string>{"main.glsl", "main.glsl", "shared.glsl", "lib/b.glsl",
+                                                      "lib/a.glsl", "main.glsl"}));
+    EXPECT_EQ(source.filesRead, (std::vector<std::string>{"main.glsl", "lib/a.glsl", "lib/b.glsl", "shared.glsl"}));
+    const std::pair<const char*, const char*> failures[] = {
+        {"missing.glsl", "Include file 'nowhere.glsl' not found (asked for by missing.glsl line 2)"},
+        {"cycle.glsl", "Include cycle: cycle.glsl -> lib/c.glsl -> cycle.glsl"},
+        {"n0.glsl", "Includes nested deeper than 32 (asked for by n31.glsl line 1)"},
+        {"none.glsl", "Cannot read file 'none.glsl'"}};
+    for (const auto& failure : failures)
+        EXPECT_EQ(TavrinTest::thrownBy([&] { ShaderSource::assemble(failure.first, &loader); }), failure.second);
+    // Without a loader names are paths: beside the including file, else from the working directory.
+    const std::string thrown = TavrinTest::thrownBy([&] { ShaderSource::assemble(directory.file("main.glsl")); });
+    EXPECT_EQ(std::regex_replace(thrown, std::regex("by .*/lib/"), "by DIR/lib/"),
+              "Include file 'shared.glsl' not found (asked for by DIR/lib/b.glsl line 1)");
 }
