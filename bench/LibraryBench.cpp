@@ -1,17 +1,21 @@
 // The other hot paths against hand-written baselines in the same run: uniform setting by name
 // and by location, texture upload against a plain memcpy of the same bytes (and against the raw
-// GL upload), text measuring per character, and font construction against a cache hit.
+// GL upload), text measuring per character, font construction against a cache hit, and a
+// reload poll that finds nothing changed against the file-time queries it makes.
 #include "BenchSupport.h"
 
 #include <opengl/Font.h>
 #include <opengl/FontManager.h>
 #include <opengl/GLCheck.h>
 #include <opengl/Program.h>
+#include <opengl/ProgramReloader.h>
 #include <opengl/Texture2D.h>
 
 #include <GL/glew.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -184,6 +188,42 @@ void FontCacheHit(benchmark::State& state)
     for (auto _ : state)
         benchmark::DoNotOptimize(FontManager::getInstance()->getFont(" ARIAL "));
 }
+// A fragment stage file that includes two others, in a fresh temporary directory: three
+// watched files.
+std::filesystem::path reloadFiles()
+{
+    const std::filesystem::path directory = std::filesystem::temp_directory_path() / "tavrin_reload_bench";
+    std::filesystem::create_directories(directory);
+    const std::pair<const char*, const char*> files[] = {
+        {"pollFragment.glsl", "#version 430 compatibility\n#include \"a.glsl\"\n#include \"b.glsl\"\n"
+                              "out vec4 colour;\nvoid main() { colour = vec4(a + b); }\n"},
+        {"a.glsl", "uniform float a;\n"},
+        {"b.glsl", "uniform float b;\n"}};
+    for (const auto& file : files)
+        std::ofstream(directory / file.first) << file.second;
+    return directory;
+}
+
+void ReloadPollLibrary(benchmark::State& state)
+{
+    ProgramReloader reloader((reloadFiles() / "poll").u8string());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(reloader.poll());
+    state.SetItemsProcessed(state.iterations() * 3); // per file
+}
+
+void ReloadPollBaseline(benchmark::State& state)
+{
+    const std::filesystem::path directory = reloadFiles();
+    const std::filesystem::path files[] = {directory / "pollFragment.glsl", directory / "a.glsl", directory / "b.glsl"};
+    for (auto _ : state)
+        for (const auto& file : files)
+        {
+            std::error_code error;
+            benchmark::DoNotOptimize(std::filesystem::last_write_time(file, error));
+        }
+    state.SetItemsProcessed(state.iterations() * 3);
+}
 } // namespace
 
 BENCHMARK(UniformByNameLibrary)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
@@ -197,6 +237,8 @@ BENCHMARK(MeasureTextLibrary)->Apply(TavrinBench::shortRun);
 BENCHMARK(MeasureTextBaseline)->Apply(TavrinBench::shortRun);
 BENCHMARK(FontConstruction)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(FontCacheHit)->Apply(TavrinBench::shortRun);
+BENCHMARK(ReloadPollLibrary)->Apply(TavrinBench::shortRun);
+BENCHMARK(ReloadPollBaseline)->Apply(TavrinBench::shortRun);
 
 namespace
 {
@@ -214,5 +256,7 @@ const bool ratiosAdded =
     TavrinBench::addRatio("Font::getBBox vs a plain loop over the metrics (per character)", "MeasureTextLibrary",
                           "MeasureTextBaseline") &&
     TavrinBench::addRatio("Font construction (\"Arial\", 255 glyphs) vs a FontManager cache hit", "FontConstruction",
-                          "FontCacheHit");
+                          "FontCacheHit") &&
+    TavrinBench::addRatio("ProgramReloader::poll, nothing changed (3 files) vs their file-time queries",
+                          "ReloadPollLibrary", "ReloadPollBaseline");
 } // namespace

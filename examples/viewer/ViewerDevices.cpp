@@ -1,8 +1,5 @@
 #include "ViewerDevices.h"
 
-#include <core/FileTools.h>
-#include <core/StringTools.h>
-
 #include <GL/glew.h>
 
 #include <iostream>
@@ -10,65 +7,16 @@
 using namespace Tavrin;
 using namespace Tavrin::OpenGL;
 
-namespace
-{
-// Appends a file's lines to the assembled text and records where each came from.
-void appendFile(const std::string& path, const std::string& name, std::string& text, std::vector<int>& lines,
-                std::vector<std::string>& files)
-{
-    const std::string content = FileTools::loadFileAsString(path);
-    int line = 1;
-    for (std::size_t start = 0; start < content.size();)
-    {
-        std::size_t end = content.find('\n', start);
-        if (end == std::string::npos)
-            end = content.size();
-        text.append(content, start, end - start).append("\n");
-        lines.push_back(line++);
-        files.push_back(name);
-        start = end + 1;
-    }
-}
-
-std::shared_ptr<Program> link(std::initializer_list<const AssembledShader*> shaders)
-{
-    auto program = std::make_shared<Program>();
-    for (const AssembledShader* shader : shaders)
-        program->attach(*shader);
-    program->link();
-    return program;
-}
-} // namespace
-
-AssembledShader::AssembledShader(ShaderType type, const std::string& directory, const std::string& stageFile)
-    : Shader(type)
-{
-    std::string text;
-    std::vector<int> lines;
-    std::vector<std::string> files;
-    appendFile(directory + "/common.glsl", "common.glsl", text, lines, files);
-    appendFile(directory + "/" + stageFile, stageFile, text, lines, files);
-    const char* source = text.c_str();
-    glShaderSource(getHandle(), 1, &source, nullptr);
-    glCompileShader(getHandle());
-    if (!getStatus(getHandle(), GL_COMPILE_STATUS))
-    {
-        // The rewriting knows the NVIDIA and ATI log forms; other drivers' lines may map to the
-        // first entry, so the driver's own log is shown too.
-        std::string driverLog;
-        getText(getHandle(), driverLog);
-        std::cerr << "Driver log for " << stageFile << ":\n" << driverLog << "\n";
-    }
-    checkStatus(text, lines, files);
-}
-
 ViewerPrograms::ViewerPrograms(const std::string& directory)
+    : edges(directory + "/edges"), mosaic(directory + "/mosaic")
 {
-    const AssembledShader vertex(ShaderType::Vertex, directory, "passVertex.glsl");
-    const AssembledShader mosaicFragment(ShaderType::Fragment, directory, "mosaicFragment.glsl");
-    const AssembledShader edgesCompute(ShaderType::Compute, directory, "edgesCompute.glsl");
-    mosaic = link({&vertex, &mosaicFragment});
-    edges = link({&edgesCompute});
+}
+
+void ViewerPrograms::reloadEdited()
+{
+    for (ProgramReloader* program : {&edges, &mosaic})
+        if (program->poll() == ProgramReloader::Result::Failed)
+            std::cerr << "Shader error, the previous program stays:\n" << program->getLog() << "\n";
 }
 
 EdgesDevice::EdgesDevice(std::shared_ptr<Program> program, std::shared_ptr<const Texture2D> source)

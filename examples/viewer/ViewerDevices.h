@@ -4,29 +4,23 @@
 #include <opengl/ComputeDevice.h>
 #include <opengl/FramebufferTexture2DDevice.h>
 #include <opengl/Program.h>
-#include <opengl/Shader.h>
+#include <opengl/ProgramReloader.h>
 #include <opengl/Texture2D.h>
 
 #include <memory>
 #include <string>
 #include <vector>
 
-// A shader assembled from the shared common.glsl and one stage file. It records which file
-// and line every line of the compiled text came from, so a failed compile throws a
-// GLSLException whose log names the viewer's own files (Shader::checkStatus's rewriting).
-class AssembledShader : public Tavrin::OpenGL::Shader
-{
-public:
-    AssembledShader(Tavrin::OpenGL::ShaderType type, const std::string& directory, const std::string& stageFile);
-    using Tavrin::OpenGL::Shader::getHandle;
-};
-
-// Builds the viewer's two programs. Throws GLSLException (rewritten log) on a compile error.
+// The viewer's two programs, each built from its stage files and the common.glsl they include.
+// Throws GLSLException (log mapped to the viewer's files) on a compile error.
 struct ViewerPrograms
 {
     explicit ViewerPrograms(const std::string& shaderDirectory);
+    // Once a frame: rebuilds a program whose files were edited; a failed rebuild prints its
+    // log and the old program stays in use.
+    void reloadEdited();
 
-    std::shared_ptr<Tavrin::OpenGL::Program> edges, mosaic;
+    Tavrin::OpenGL::ProgramReloader edges, mosaic;
 };
 
 // Sobel edges of the source image, one compute dispatch.

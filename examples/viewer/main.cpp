@@ -13,6 +13,8 @@
 // Keys: 1/2/3 or Left/Right switch views, F11 toggles full screen, Escape or closing the
 // window quits. With --frames N it renders N frames, writes every view to DIR as PNG and exits.
 // Shader compile errors print the rewritten log (file and line of each message) and exit 1.
+// Editing a shader file while it runs rebuilds that program; a broken edit prints its log and
+// the previous program stays in use until the file is fixed.
 #include "ViewerDevices.h"
 
 #include <core/Image2D.h>
@@ -228,9 +230,9 @@ int main(int argc, char** argv)
         PyramidDevice pyramid;
         pyramid.setInputTexture(0, source);
         pyramid.setOutputTexture(0, std::make_shared<Texture2D>());
-        EdgesDevice edges(programs.edges, source);
+        EdgesDevice edges(programs.edges.getProgram(), source);
         const int shownLevels = std::min(6, Texture2D::fullMipLevelCount(std::max(imageSize.x(), imageSize.y())));
-        MosaicDevice mosaic(programs.mosaic, pyramid.getOutputTexture(0), shownLevels);
+        MosaicDevice mosaic(programs.mosaic.getProgram(), pyramid.getOutputTexture(0), shownLevels);
         std::shared_ptr<Font> font = FontManager::getInstance()->getFont("Arial");
 
         struct View
@@ -262,6 +264,7 @@ int main(int argc, char** argv)
         for (int frame = 0; running && (options.frames == 0 || frame < options.frames); ++frame)
         {
             window.processMessages();
+            programs.reloadEdited();
             const auto start = std::chrono::steady_clock::now();
             pyramid.update();
             edges.update();

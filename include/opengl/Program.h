@@ -76,7 +76,10 @@ public:
     ///
     /// Throws as loadFromFile does, and std::runtime_error from assembling (missing include,
     /// cycle) before any GL object exists. Releases everything on failure as loadFromFile does.
-    static Program* loadFromFileWithIncludes(const std::string& baseName, const FileLoader* loader = nullptr);
+    /// `filesRead`, when given, receives every file read (stage files and includes, each once)
+    /// as soon as all stages are assembled, so also when compiling or linking then fails.
+    static Program* loadFromFileWithIncludes(const std::string& baseName, const FileLoader* loader = nullptr,
+                                             std::vector<std::string>* filesRead = nullptr);
 
     /// Builds a program from sources, one per stage; an empty string skips that stage. Stages
     /// are compiled and attached in the order of the arguments, then the program is linked.
@@ -180,6 +183,9 @@ private:
 
     unsigned int handle;
     static Vendor vendor;
+
+    // Swaps in the GL program of a rebuild, so that holders of this object keep it.
+    friend class ProgramReloader;
 };
 
 inline void Program::uniformElements(const std::string& name, const Eigen::VectorXf& values) const

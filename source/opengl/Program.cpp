@@ -108,11 +108,20 @@ Program* Program::loadFromFile(const std::string& baseName, const FileLoader* lo
     });
 }
 
-Program* Program::loadFromFileWithIncludes(const std::string& baseName, const FileLoader* loader)
+Program* Program::loadFromFileWithIncludes(const std::string& baseName, const FileLoader* loader,
+                                           std::vector<std::string>* filesRead)
 {
     std::vector<std::pair<ShaderType, ShaderSource>> sources;
+    std::vector<std::string> read;
     for (const int i : existingStages(baseName, loader))
+    {
         sources.emplace_back(stages[i].type, ShaderSource::assemble(baseName + stages[i].suffix, loader));
+        for (const std::string& file : sources.back().second.filesRead)
+            if (std::find(read.begin(), read.end(), file) == read.end())
+                read.push_back(file);
+    }
+    if (filesRead)
+        *filesRead = read;
     return build([&](const Program& program) {
         for (const auto& source : sources)
         {

@@ -3,8 +3,11 @@
 
 #include <core/FileLoader.h>
 #include <opengl/GLSLException.h>
+#include <opengl/ProgramReloader.h>
 #include <opengl/Shader.h>
 
+#include <chrono>
+#include <filesystem>
 #include <set>
 
 using namespace Tavrin::OpenGL;
@@ -234,4 +237,47 @@ TEST(Program, ACompileErrorInAnIncludedFileNamesThatFileAndLine)
     GLint linked = 0;
     glGetProgramiv(program->getHandle(), GL_LINK_STATUS, &linked);
     EXPECT_EQ(linked, GL_TRUE);
+}
+
+TEST(Program, ReloaderRebuildsForAnEditedIncludeCarriesUniformsAndKeepsTheOldProgramOnFailure)
+{
+    TavrinTest::TemporaryDirectory directory;
+    const auto edit = [&](const std::string& name, const std::string& text) {
+        const std::filesystem::path path = std::filesystem::u8path(directory.file(name));
+        const auto seen = std::filesystem::last_write_time(path);
+        directory.write(name, text);
+        std::filesystem::last_write_time(path, seen + std::chrono::seconds(1)); // coarse clocks
+    };
+    directory.write("tintFragment.glsl",
+                    header + "#include \"tint.glsl\"\nuniform float gain; uniform uint u; "
+                             "uniform ivec2 i2; uniform struct { int size; float v[3]; } k;\n"
+                             "void main() { color = tint() * gain + vec4(u, i2.y, k.v[2], k.size); }\n");
+    directory.write("tint.glsl", "uniform vec3 shade;\nvec4 tint() { return vec4(shade, 1.0); }\n");
+    const Tavrin::DirectoryFileLoader loader({directory.path()});
+    ProgramReloader reloader("tint", &loader);
+    const std::shared_ptr<Program> program = reloader.getProgram();
+    program->use();
+    program->uniform("gain", 2.5f), program->uniform("u", 7u), program->uniform("shade", 1.0f, 2.0f, 3.0f);
+    program->uniform("i2", Eigen::Vector2i(4, -5)), program->uniform("k", Eigen::VectorXf(Eigen::Vector3f(1, 2, 6)));
+    EXPECT_EQ(reloader.poll(), ProgramReloader::Result::Unchanged);
+    const GLuint first = program->getHandle();
+    edit("tint.glsl", "uniform vec3 shade;\nvec4 tint() { return vec4(shade.zyx, 1.0); }\n");
+    EXPECT_EQ(reloader.poll(), ProgramReloader::Result::Reloaded);
+    const GLuint handle = program->getHandle();
+    std::string carried; // each uniform's four components, times ten
+    for (const char* name : {"gain", "u", "shade", "i2", "k.size", "k.v[2]"})
+    {
+        float value[4] = {};
+        glGetUniformfv(handle, program->getUniformLocation(name), value);
+        for (const float component : value)
+            carried += std::to_string(int(component * 10)) + " ";
+    }
+    EXPECT_EQ(carried, "25 0 0 0 70 0 0 0 10 20 30 0 40 -50 0 0 30 0 0 0 60 0 0 0 ");
+    EXPECT_EQ(integer(GL_CURRENT_PROGRAM) * 10 + glIsProgram(first), GLint(handle) * 10);
+    edit("tint.glsl", "uniform vec3 shade;\nvec4 tint() { return shade; }\n");
+    EXPECT_EQ(reloader.poll(), ProgramReloader::Result::Failed);
+    EXPECT_EQ(reloader.getLog(),
+              "tint.glsl:2(15): error: could not implicitly convert return value to vec4, in function `tint'");
+    EXPECT_EQ(reloader.poll(), ProgramReloader::Result::Unchanged); // a failing version is built once
+    EXPECT_EQ(integer(GL_CURRENT_PROGRAM) * 10 + (program->getHandle() == handle), GLint(handle) * 10 + 1);
 }

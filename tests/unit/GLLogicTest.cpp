@@ -78,7 +78,8 @@ TEST(ShaderLogMapping, RewritesEachLineByItsVendorsFormAndTheVendorFollowsTheNam
         {A, "0:0(1): e\n0:9(1): e", "common.glsl:7(1): e\n0:9(1): e"},
         {N, "0:3(2)x: e", "lighting.glsl (13) :3(2)x: e"}, // near misses take the vendor's form
         {N, "0:3(): e", "common.glsl (8) :3(): e"},
-        {A, ":3(2): e", ":3(2): e"}};
+        {A, ":3(2): e", ":3(2): e"},
+        {A, "0:3x2): e", "0:3x2): e"}};
     for (const auto& c : cases)
         EXPECT_EQ(Shader::mapInfoLog(std::get<1>(c), lines, files, std::get<0>(c)), std::get<2>(c)) << std::get<1>(c);
     // An index with no entry in either vector passes the line through.

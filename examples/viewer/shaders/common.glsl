@@ -1,6 +1,6 @@
 #version 430 compatibility
-// Shared by every stage of the viewer: the viewer's shader sources are this file followed by
-// the stage file, so compile messages name either file with its own line numbers.
+// Shared by every stage of the viewer: each stage file includes it first, and compile messages
+// name either file with its own line numbers.
 
 struct FramebufferDeviceStep
 {

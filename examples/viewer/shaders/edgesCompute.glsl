@@ -1,3 +1,4 @@
+#include "common.glsl"
 // Sobel edge magnitude of the image's luminance, tinted by the gradient direction.
 layout(local_size_x = 16, local_size_y = 16) in;
 uniform sampler2D image;

@@ -1,3 +1,4 @@
+#include "common.glsl"
 // Lays the pyramid out for viewing: level 0 on the left, the smaller levels stacked on the right.
 uniform FramebufferDeviceStep framebufferDeviceStep;
 uniform sampler2D pyramid;

@@ -1,3 +1,4 @@
+#include "common.glsl"
 // Fixed-function style pass-through: the devices draw their quad in immediate mode.
 void main()
 {
