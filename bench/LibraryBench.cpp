@@ -188,6 +188,7 @@ void FontCacheHit(benchmark::State& state)
     for (auto _ : state)
         benchmark::DoNotOptimize(FontManager::getInstance()->getFont(" ARIAL "));
 }
+
 // A fragment stage file that includes two others, in a fresh temporary directory: three
 // watched files.
 std::filesystem::path reloadFiles()

@@ -103,7 +103,8 @@ TEST(ShaderSource, AssemblesIncludesOnceWithEveryLinesOriginAndNamesTheFilesOfAF
 {
     TavrinTest::TemporaryDirectory directory;
     directory.write("main.glsl",
-                    "// head\n#version 430\n#include \"lib/a.glsl\"\n#include \"shared.glsl\"\nvoid main() {}");
+                    "// head\n#version 430\n#include \"lib/a.glsl\"\n#include \"shared.glsl\"// again\nvoid main() {}\n"
+                    " * include \"notes.glsl\"\n#undef A"); // the last two: no directives of ours
     directory.write("lib/a.glsl", "#version 430\n  # include \"b.glsl\" // beside a\nfloat a;\n");
     directory.write("lib/b.glsl", "#include \"shared.glsl\"\nfloat b;\n"); // not beside b: through the loader
     directory.write("shared.glsl", "float s;\n");
@@ -114,12 +115,14 @@ TEST(ShaderSource, AssemblesIncludesOnceWithEveryLinesOriginAndNamesTheFilesOfAF
         directory.write("n" + std::to_string(i) + ".glsl", "#include \"n" + std::to_string(i + 1) + ".glsl\"\n");
     const Tavrin::DirectoryFileLoader loader({directory.path()});
     const ShaderSource source = ShaderSource::assemble("./main.glsl", &loader);
-    EXPECT_EQ(source.text, "#version 430\n// head\nfloat s;\nfloat b;\nfloat a;\nvoid main() {}\n");
-    EXPECT_EQ(source.lines, (std::vector<int>{2, 1, 1, 2, 3, 5}));
-    EXPECT_EQ(source.linesFor(Program::NVIDIA), (std::vector<int>{1, 0, 0, 1, 2, 4}));
+    EXPECT_EQ(
+        source.text,
+        "#version 430\n// head\nfloat s;\nfloat b;\nfloat a;\nvoid main() {}\n * include \"notes.glsl\"\n#undef A\n");
+    EXPECT_EQ(source.lines, (std::vector<int>{2, 1, 1, 2, 3, 5, 6, 7}));
+    EXPECT_EQ(source.linesFor(Program::NVIDIA), (std::vector<int>{1, 0, 0, 1, 2, 4, 5, 6}));
     EXPECT_EQ(source.linesFor(Program::ATI), source.lines);
     EXPECT_EQ(source.files, (std::vector<std::string>{"main.glsl", "main.glsl", "shared.glsl", "lib/b.glsl",
-                                                      "lib/a.glsl", "main.glsl"}));
+                                                      "lib/a.glsl", "main.glsl", "main.glsl", "main.glsl"}));
     EXPECT_EQ(source.filesRead, (std::vector<std::string>{"main.glsl", "lib/a.glsl", "lib/b.glsl", "shared.glsl"}));
     const std::pair<const char*, const char*> failures[] = {
         {"missing.glsl", "Include file 'nowhere.glsl' not found (asked for by missing.glsl line 2)"},
