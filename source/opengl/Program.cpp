@@ -51,6 +51,7 @@ void discard(Program* program)
     if (glIsProgram(static_cast<GLuint>(inUse)))
         glUseProgram(static_cast<GLuint>(inUse));
 }
+
 // The stages whose files exist, in attach order; all six are asked before anything is built.
 std::vector<int> existingStages(const std::string& baseName, const FileLoader* loader)
 {

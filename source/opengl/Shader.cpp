@@ -65,6 +65,7 @@ std::string mapAtiLine(const std::string& line, const std::vector<int>& lines, c
     const std::string message = p3 + 2 <= line.size() ? line.substr(p3 + 2) : std::string();
     return files[i] + "(" + StringTools::intToString(lines[i]) + ") : " + message;
 }
+
 // Mesa's form, "0:12(5): error: message": source string, ':', line, '(', column, "):". Returns
 // the position of the '(' before the column, or npos when the line is not in that form.
 std::size_t mesaColumnStart(const std::string& line)
@@ -136,12 +137,15 @@ void Shader::compileOrRelease(const std::function<std::string()>& loadSource, co
         TAVRIN_GL_CHECK();
         glCompileShader(handle);
         TAVRIN_GL_CHECK();
-        if (!assembled)
-            return checkStatus();
-        std::string unused;
-        std::vector<int> lines = assembled->linesFor(Program::getVendor());
-        std::vector<std::string> files = assembled->files;
-        checkStatus(unused, lines, files);
+        if (assembled)
+        {
+            std::string unused;
+            std::vector<int> lines = assembled->linesFor(Program::getVendor());
+            std::vector<std::string> files = assembled->files;
+            checkStatus(unused, lines, files);
+        }
+        else
+            checkStatus();
     }
     catch (...)
     {
