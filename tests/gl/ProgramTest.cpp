@@ -4,7 +4,6 @@
 #include <core/FileLoader.h>
 #include <opengl/GLSLException.h>
 #include <opengl/ProgramReloader.h>
-#include <opengl/Shader.h>
 
 #include <chrono>
 #include <filesystem>
@@ -65,19 +64,6 @@ template <typename Load> std::string glslLog(Load load)
     return "<no GLSLException>";
 }
 
-// A host's derived shader: compiles a source assembled from several files and maps the log to them.
-struct AssembledShader : Shader
-{
-    AssembledShader(const std::string& source, std::vector<int> lines, std::vector<std::string> files)
-        : Shader(ShaderType::Fragment)
-    {
-        std::string unused;
-        const char* text = source.c_str();
-        glShaderSource(handle, 1, &text, nullptr);
-        glCompileShader(handle);
-        checkStatus(unused, lines, files);
-    }
-};
 } // namespace
 
 TEST(Program, LoadsStageFilesAndFailuresCarryTheDriversLogReleaseEverythingAndKeepTheProgramInUse)
@@ -129,26 +115,9 @@ TEST(Program, LoadsStageFilesAndFailuresCarryTheDriversLogReleaseEverythingAndKe
     used->use();
     delete fromFragment(fragment);
     EXPECT_EQ(integer(GL_CURRENT_PROGRAM), 0);
-}
-
-TEST(Program, DerivedShaderMapsTheDriversLogWithTheVendorFound)
-{
-    const std::string vendorName = reinterpret_cast<const char*>(glGetString(GL_VENDOR));
-    EXPECT_EQ(TavrinTest::outcomeOf([] { Program::initVendor(); }).out, "INFO: " + vendorName);
-    EXPECT_EQ(Program::getVendor(), Program::vendorFromName(vendorName));
-    // Which file a line names depends on the driver's log form; that the log is mapped with the
-    // shader's own entries and the vendor found does not.
-    const std::string source = header + "void main()\n{\n    color = undeclared;\n}\n";
-    const std::vector<int> lines = {1, 2, 1, 2, 3, 4};
-    const std::vector<std::string> files = {"header.glsl", "header.glsl", "body.glsl",
-                                            "body.glsl",   "body.glsl",   "body.glsl"};
-    const std::vector<std::string> before = TavrinTest::liveGLObjects();
-    EXPECT_EQ(glslLog([&] { return new AssembledShader(source, lines, files); }),
-              Shader::mapInfoLog(driverLog({{GL_FRAGMENT_SHADER, source}}), lines, files, Program::getVendor()));
-    EXPECT_EQ(TavrinTest::liveGLObjects(), before); // the base's destructor ran
-    EXPECT_EQ(AssembledShader(fragment, {}, {}).getSource(), fragment);
-    std::unique_ptr<Program> program(Program::loadFromSource(vertex, "", "", "", fragment, ""));
-    EXPECT_EQ(GLEW_NV_transform_feedback ? "" : thrownBy([&] { program->getVaryingLocation("position"); }),
+    const std::string vendor = reinterpret_cast<const char*>(glGetString(GL_VENDOR));
+    EXPECT_EQ(TavrinTest::outcomeOf([] { Program::initVendor(); }).out, "INFO: " + vendor);
+    EXPECT_EQ(GLEW_NV_transform_feedback ? "" : thrownBy([&] { used->getVaryingLocation("position"); }),
               GLEW_NV_transform_feedback ? "" : "glGetVaryingLocationNV not available for ATI GPUs");
 }
 
@@ -219,30 +188,6 @@ void main() { color = vec4(i1 + int(u1) + iv2.y, f1 + f2.y + f3.z + f4.w, k.size
     Program::useFixed();
 }
 
-TEST(Program, ACompileErrorInAnIncludedFileNamesThatFileAndLine)
-{
-    TavrinTest::TemporaryDirectory directory;
-    directory.write("shaders/aVertex.glsl", vertex);
-    directory.write("shaders/aFragment.glsl", "// tinted\n#version 430 compatibility\n#include \"tint.glsl\"\n"
-                                              "out vec4 color;\nvoid main() { color = tint(); }\n");
-    directory.write("shaders/tint.glsl", "vec4 tint()\n{\n    return undeclared;\n}\n");
-    const Tavrin::DirectoryFileLoader loader({directory.path()});
-    const std::vector<std::string> before = TavrinTest::liveGLObjects();
-    // Mesa's log exactly; another driver's (NVIDIA form: "file (3) : error C...") by its file and line.
-    const std::string log = glslLog([&] { return Program::loadFromFileWithIncludes("shaders/a", &loader); }),
-                      mesa = "shaders/tint.glsl:3(9): error: `undeclared' undeclared\nshaders/tint.glsl:3(2): error: "
-                             "could not implicitly convert return value to vec4, in function `tint'";
-    const bool isMesa =
-        std::string(reinterpret_cast<const char*>(glGetString(GL_VERSION))).find("Mesa") != std::string::npos;
-    EXPECT_EQ(isMesa ? log : log.substr(0, 23), isMesa ? mesa : "shaders/tint.glsl (3) :");
-    EXPECT_EQ(TavrinTest::liveGLObjects(), before);
-    directory.write("shaders/tint.glsl", "vec4 tint() { return vec4(1.0); }\n");
-    const std::unique_ptr<Program> program(Program::loadFromFileWithIncludes("shaders/a", &loader));
-    GLint linked = 0;
-    glGetProgramiv(program->getHandle(), GL_LINK_STATUS, &linked);
-    EXPECT_EQ(linked, GL_TRUE);
-}
-
 TEST(Program, ReloaderRebuildsForAnEditedIncludeCarriesUniformsAndKeepsTheOldProgramOnFailure)
 {
     TavrinTest::TemporaryDirectory directory;
@@ -280,8 +225,12 @@ TEST(Program, ReloaderRebuildsForAnEditedIncludeCarriesUniformsAndKeepsTheOldPro
     EXPECT_EQ(integer(GL_CURRENT_PROGRAM) * 10 + glIsProgram(first), GLint(handle) * 10);
     edit("tint.glsl", "uniform vec3 shade;\nvec4 tint() { return shade; }\n");
     EXPECT_EQ(reloader.poll(), ProgramReloader::Result::Failed);
-    EXPECT_EQ(reloader.getLog(),
-              "tint.glsl:2(15): error: could not implicitly convert return value to vec4, in function `tint'");
+    // It names the included file: Mesa's log exactly, another driver's (NVIDIA form) by file and line.
+    const bool isMesa =
+        std::string(reinterpret_cast<const char*>(glGetString(GL_VERSION))).find("Mesa") != std::string::npos;
+    EXPECT_EQ(isMesa ? reloader.getLog() : reloader.getLog().substr(0, 15),
+              isMesa ? "tint.glsl:2(15): error: could not implicitly convert return value to vec4, in function `tint'"
+                     : "tint.glsl (2) :");
     EXPECT_EQ(reloader.poll(), ProgramReloader::Result::Unchanged); // a failing version is built once
     EXPECT_EQ(integer(GL_CURRENT_PROGRAM) * 10 + (program->getHandle() == handle), GLint(handle) * 10 + 1);
 }

@@ -35,7 +35,7 @@ using Tavrin::OpenGL::WindowHandle;
 
 const unsigned int wmDestroy = 0x0002, wmMove = 0x0003, wmSize = 0x0005, wmSetFocus = 0x0007, wmKillFocus = 0x0008,
                    wmClose = 0x0010, wmNcDestroy = 0x0082, wmKeyDown = 0x0100, wmKeyUp = 0x0101, wmChar = 0x0102,
-                   wmSysKeyDown = 0x0104, wmSysKeyUp = 0x0105, wmSysChar = 0x0106, wmSysCommand = 0x0112;
+                   wmSysKeyDown = 0x0104, wmSysKeyUp = 0x0105, wmSysChar = 0x0106;
 
 using Message = std::tuple<unsigned int, unsigned long long, long long>; // message, wParam, lParam
 using Messages = std::vector<Message>;
