@@ -118,6 +118,7 @@ TEST(Texture2D, UploadsReadBackAndKeepOrReplaceTheStorage)
 {
     // An image of the same size and format keeps the storage and its chain; any other replaces it.
     Texture2D texture;
+    EXPECT_EQ(texture.getMipLevelCount() + texture.getFullMipLevelCount() + int(texture.getVersion()), 0);
     texture.reserveStorage(2, Eigen::Vector2i(4, 4), GL_RGBA8);
     const unsigned int name = texture.getHandle();
     const auto same = pattern({4, 4}, GL_RGBA8, 9), level1 = pattern({2, 2}, GL_RGBA8, 90),
