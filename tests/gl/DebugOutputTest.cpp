@@ -1,5 +1,4 @@
-// Driver debug output as diagnostics and exceptions, debug contexts and labels, on the driver's
-// own messages (Mesa's words; Wine passes them through).
+// Driver debug output as diagnostics and exceptions, debug contexts and labels (Mesa's own words).
 #include "DeviceTestSupport.h"
 #include "support/GLTestEnvironment.h"
 
@@ -23,15 +22,17 @@ template <typename Action> std::string seen(Action action)
                               std::regex("API, Error, id [0-9]+"), "API, Error, id N");
 }
 
+bool enable(bool throwOnError, DebugOutput::Severity minimum = DebugOutput::Severity::Low)
+{
+    DebugOutput::Options options;
+    options.throwOnError = throwOnError;
+    options.minimumSeverity = minimum;
+    return DebugOutput::enable(options);
+}
+
 class DebugOutputTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        if (!DebugOutput::isAvailable())
-            GTEST_SKIP() << "GL_KHR_debug is not available";
-        TavrinTest::drainGLErrors();
-    }
     void TearDown() override
     {
         DebugOutput::disable();
@@ -40,9 +41,8 @@ protected:
     }
 };
 
-// The host's provoked error, then a check point (the README's example).
 const int checkLine = __LINE__ + 4;
-void enableUnknownCapability()
+void enableUnknownCapability() // the README's provoked error, then a check
 {
     glEnable(0xFFFF);
     TAVRIN_GL_CHECK();
@@ -56,45 +56,38 @@ struct LabelledDevice : DeviceTest::HostDevice<FramebufferTexture2DDevice>
 
 std::string label(GLenum identifier, GLuint name)
 {
-    char text[64] = {};
-    glGetObjectLabel(identifier, name, sizeof text, nullptr, text);
-    return text;
+    std::vector<char> text(4096);
+    glGetObjectLabel(identifier, name, GLsizei(text.size()), nullptr, text.data());
+    return text.data();
 }
 } // namespace
 
 TEST_F(DebugOutputTest, AProvokedErrorUnderEachMechanism)
 {
-    const std::string line = std::to_string(checkLine);
+    const std::string warning = "WARNING: DebugOutputTest.cpp (line " + std::to_string(checkLine) + ") ";
     const std::string mesa = "ERROR: GLDebug: API, Error, id N: GL_INVALID_ENUM in glEnable(0xffff)";
     const struct
     {
         bool check, debug, throwing;
         std::string expected;
-    } cases[] = {
-        {true, false, false,
-         "WARNING: DebugOutputTest.cpp (line " + line + ") GLCheck: Invalid enum||GLCheck: Invalid enum"},
-        {false, true, false, "|" + mesa + "|"},
-        {false, true, true, "|" + mesa + "|GLCheck: Invalid enum"},
-        {true, true, true,
-         "WARNING: DebugOutputTest.cpp (line " + line + ") GLCheck: Invalid enum|" + mesa + "|GLCheck: Invalid enum"}};
+    } cases[] = {{true, false, false, warning + "GLCheck: Invalid enum||GLCheck: Invalid enum"},
+                 {false, true, false, "|" + mesa + "|"},
+                 {false, true, true, "|" + mesa + "|GLCheck: Invalid enum"},
+                 {true, true, true, warning + "GLCheck: Invalid enum|" + mesa + "|GLCheck: Invalid enum"}};
     for (const auto& mechanism : cases)
     {
         GLCheck::enableGLCheck = mechanism.check;
-        DebugOutput::Options options;
-        options.throwOnError = mechanism.throwing;
-        EXPECT_EQ(!mechanism.debug || DebugOutput::enable(options), true);
+        ASSERT_TRUE(!mechanism.debug || enable(mechanism.throwing));
         EXPECT_EQ(seen(enableUnknownCapability), mechanism.expected);
         DebugOutput::disable();
         TavrinTest::drainGLErrors();
     }
-    // The host's raw call surfaces at its explicit check point, once; a library call at its own check.
+    // A raw call surfaces at the explicit check point, once; a library call at its own check.
     GLCheck::enableGLCheck = false;
-    DebugOutput::Options throwing;
-    throwing.throwOnError = true;
-    DebugOutput::enable(throwing);
+    enable(true);
     EXPECT_EQ(seen([] { glLineWidth(-1.0f); }), "|ERROR: GLDebug: API, Error, id N: GL_INVALID_VALUE in glLineWidth|");
-    EXPECT_EQ(seen([] { DebugOutput::throwPendingError(); }), "||GLCheck: Invalid value");
-    EXPECT_EQ(seen([] { DebugOutput::throwPendingError(); }), "||");
+    EXPECT_EQ(seen(DebugOutput::throwPendingError), "||GLCheck: Invalid value");
+    EXPECT_EQ(seen(DebugOutput::throwPendingError), "||");
     Texture2D texture;
     EXPECT_EQ(
         seen([&] { texture.reserveStorage(0, Eigen::Vector2i(4, 4), GL_RGBA8); }),
@@ -103,97 +96,66 @@ TEST_F(DebugOutputTest, AProvokedErrorUnderEachMechanism)
 
 TEST_F(DebugOutputTest, MessagesAreOneLineByMinimumSeverity)
 {
-    const struct
-    {
-        GLenum source, type, severity;
-        const char* text;
-        std::string expected;
-    } cases[] = {{GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_ERROR, GL_DEBUG_SEVERITY_HIGH, "broken\n",
-                  "|ERROR: GLDebug: Application, Error, id 7: broken|"},
-                 {GL_DEBUG_SOURCE_THIRD_PARTY, GL_DEBUG_TYPE_PERFORMANCE, GL_DEBUG_SEVERITY_MEDIUM, "slow\r\n",
-                  "WARNING: GLDebug: Third party, Performance, id 7: slow||"},
-                 {GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_PORTABILITY, GL_DEBUG_SEVERITY_LOW, "a\nb\rc",
-                  "INFO: GLDebug: Application, Portability, id 7: a b c||"},
-                 {GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_DEPRECATED_BEHAVIOR, GL_DEBUG_SEVERITY_MEDIUM, "",
-                  "WARNING: GLDebug: Application, Deprecated behaviour, id 7: ||"},
-                 {GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_UNDEFINED_BEHAVIOR, GL_DEBUG_SEVERITY_HIGH, "u",
-                  "|ERROR: GLDebug: Application, Undefined behaviour, id 7: u|"},
-                 {GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_MARKER, GL_DEBUG_SEVERITY_LOW, "m",
-                  "INFO: GLDebug: Application, Marker, id 7: m||"},
-                 {GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_OTHER, GL_DEBUG_SEVERITY_NOTIFICATION, "below Low", "||"}};
+    const auto insert = [](GLenum source, GLenum type, GLenum severity, const char* text) {
+        glDebugMessageInsert(source, type, 7, severity, -1, text);
+    };
+    const auto all = [&] {
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_ERROR, GL_DEBUG_SEVERITY_HIGH, "broken\n");
+        insert(GL_DEBUG_SOURCE_THIRD_PARTY, GL_DEBUG_TYPE_PERFORMANCE, GL_DEBUG_SEVERITY_MEDIUM, "slow\r\n");
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_PORTABILITY, GL_DEBUG_SEVERITY_LOW, "a\nb\rc");
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_DEPRECATED_BEHAVIOR, GL_DEBUG_SEVERITY_MEDIUM, "");
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_UNDEFINED_BEHAVIOR, GL_DEBUG_SEVERITY_HIGH, "u");
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_MARKER, GL_DEBUG_SEVERITY_NOTIFICATION, "m");
+        TAVRIN_GL_CHECK(); // an application's "error" sets no GL error: nothing to throw
+    };
     GLCheck::enableGLCheck = false;
-    DebugOutput::Options options;
-    options.throwOnError = true; // an application's "error" sets no GL error: nothing to throw
-    ASSERT_TRUE(DebugOutput::enable(options));
-    for (const auto& message : cases)
-        EXPECT_EQ(seen([&] {
-                      glDebugMessageInsert(message.source, message.type, 7, message.severity, -1, message.text);
-                      TAVRIN_GL_CHECK();
-                  }),
-                  message.expected);
-    options.minimumSeverity = DebugOutput::Severity::Notification;
-    DebugOutput::enable(options);
+    ASSERT_TRUE(enable(true));
+    EXPECT_EQ(seen(all), "WARNING: GLDebug: Third party, Performance, id 7: slow"
+                         "INFO: GLDebug: Application, Portability, id 7: a b c"
+                         "WARNING: GLDebug: Application, Deprecated behaviour, id 7: |"
+                         "ERROR: GLDebug: Application, Error, id 7: broken"
+                         "ERROR: GLDebug: Application, Undefined behaviour, id 7: u|");
+    enable(false, DebugOutput::Severity::Notification);
     EXPECT_EQ(
-        seen([] {
-            glPushDebugGroup(GL_DEBUG_SOURCE_APPLICATION, 3, -1, "group");
-            glPopDebugGroup();
-        }),
-        "INFO: GLDebug: Application, Push group, id 3: groupINFO: GLDebug: Application, Pop group, id 3: group||");
-    options.minimumSeverity = DebugOutput::Severity::High;
-    DebugOutput::enable(options);
-    EXPECT_EQ(seen([] {
-                  glDebugMessageInsert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_OTHER, 1, GL_DEBUG_SEVERITY_MEDIUM,
-                                       -1, "x");
-              }),
-              "||");
+        seen([&] { insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_OTHER, GL_DEBUG_SEVERITY_NOTIFICATION, "m"); }),
+        "INFO: GLDebug: Application, Other, id 7: m||");
+    enable(false, DebugOutput::Severity::High);
+    EXPECT_EQ(seen(all), "|ERROR: GLDebug: Application, Error, id 7: brokenERROR: GLDebug: Application, Undefined "
+                         "behaviour, id 7: u|");
     DebugOutput::disable();
-    EXPECT_FALSE(DebugOutput::isEnabled());
-    EXPECT_FALSE(glIsEnabled(GL_DEBUG_OUTPUT)); // the suite's context is no debug context
-    EXPECT_FALSE(glIsEnabled(GL_DEBUG_OUTPUT_SYNCHRONOUS));
+    EXPECT_FALSE(DebugOutput::isEnabled() || glIsEnabled(GL_DEBUG_OUTPUT) || glIsEnabled(GL_DEBUG_OUTPUT_SYNCHRONOUS));
 }
 
 TEST_F(DebugOutputTest, DebugContextsOnRequestAndLabels)
 {
-    const auto flags = [] {
-        GLint value = 0;
-        glGetIntegerv(GL_CONTEXT_FLAGS, &value);
-        return value & GL_CONTEXT_FLAG_DEBUG_BIT;
-    };
-    EXPECT_EQ(flags(), 0);
+    EXPECT_EQ(DeviceTest::integer(GL_CONTEXT_FLAGS) & GL_CONTEXT_FLAG_DEBUG_BIT, 0);
     {
         TavrinTest::NoCurrentContext restored; // the suite's context again afterwards
         OpenGLContext::requestDebugContexts(true);
         HeadlessContext debugContext;
         OpenGLContext::requestDebugContexts(false);
-        EXPECT_EQ(flags(), GL_CONTEXT_FLAG_DEBUG_BIT);
-        EXPECT_TRUE(glIsEnabled(GL_DEBUG_OUTPUT));
+        EXPECT_EQ(DeviceTest::integer(GL_CONTEXT_FLAGS) & GL_CONTEXT_FLAG_DEBUG_BIT, GL_CONTEXT_FLAG_DEBUG_BIT);
     }
-    // Labels: by the host, cut to GL's limit, none on a bare name; by the library while enabled.
+    // By the library while enabled; by the host, cut to GL's limit, and none on a bare name.
     TavrinTest::TemporaryDirectory directory;
     directory.write("blurCompute.glsl", "#version 430\nlayout(local_size_x = 1) in;\nvoid main() {}\n");
     DebugOutput::enable();
     const std::unique_ptr<Program> program(Program::loadFromFile(directory.file("blur")));
     EXPECT_EQ(label(GL_PROGRAM, program->getHandle()), directory.file("blur"));
+    LabelledDevice device(std::shared_ptr<Program>(Program::loadFromSource(
+                              "", "", "", "", "#version 430\nout vec4 o;\nvoid main() { o = vec4(1); }", "")),
+                          1, 1);
+    device.inputTextures[0].texture = DeviceTest::textureWith(DeviceTest::Level(Eigen::Vector2i(2, 2)));
+    device.outputNames = {"edges"};
+    device.outputTextures[0].texture = std::make_shared<Texture2D>();
+    ASSERT_TRUE(device.update());
+    EXPECT_EQ(label(GL_TEXTURE, device.outputTextures[0].texture->getHandle()), "edges");
     Texture2D bare;
     DebugOutput::setLabel(bare, "bare");
-    auto output = std::make_shared<Texture2D>();
-    LabelledDevice device(std::shared_ptr<Program>(Program::loadFromSource(
-                              "", "", "", "", "#version 430\nout vec4 o;\nvoid main() { o = vec4(1); }\n", "")),
-                          1, 1);
-    device.inputTextures[0].texture = DeviceTest::textureWith(DeviceTest::Level(Eigen::Vector2i(4, 4)));
-    device.outputNames = {"edges"};
-    device.outputTextures[0].texture = output;
-    ASSERT_TRUE(device.update());
-    EXPECT_EQ(label(GL_TEXTURE, output->getHandle()), "edges");
     Framebuffer framebuffer;
     framebuffer.bind();
     Framebuffer::unbind();
-    GLint maximum = 0;
-    glGetIntegerv(GL_MAX_LABEL_LENGTH, &maximum);
-    DebugOutput::setLabel(framebuffer, std::string(std::size_t(maximum) + 5, 'f'));
-    std::vector<char> text(std::size_t(maximum) + 8);
-    GLsizei length = 0;
-    glGetObjectLabel(GL_FRAMEBUFFER, framebuffer.getHandle(), GLsizei(text.size()), &length, text.data());
-    EXPECT_EQ(length, maximum - 1);
-    EXPECT_EQ(glGetError(), GLenum(GL_NO_ERROR));
+    const std::size_t maximum = std::size_t(DeviceTest::integer(GL_MAX_LABEL_LENGTH));
+    DebugOutput::setLabel(framebuffer, std::string(maximum + 5, 'f'));
+    EXPECT_EQ(label(GL_FRAMEBUFFER, framebuffer.getHandle()), std::string(maximum - 1, 'f'));
 }
