@@ -1,8 +1,10 @@
 // Steady-state device updates against hand-written raw GL making the same GL calls, with the GL
-// check on and off. The mip chain rows are in PyramidBench.cpp.
+// check on and off, and with the check off and driver debug output on (errors thrown) against
+// unchecked raw GL. The mip chain rows are in PyramidBench.cpp.
 #include "BenchSupport.h"
 
 #include <opengl/ComputeDevice.h>
+#include <opengl/DebugOutput.h>
 #include <opengl/FramebufferTexture2DDevice.h>
 #include <opengl/GLCheck.h>
 #include <opengl/Program.h>
@@ -10,6 +12,7 @@
 
 #include <GL/glew.h>
 
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -21,6 +24,24 @@ using TavrinBench::CheckSwitch;
 
 namespace
 {
+// The library's error reporting for one run, by benchmark argument: 0 the GL check off, 1 on,
+// 2 off with debug output on (synchronous, errors thrown at the checks).
+class Reporting
+{
+public:
+    explicit Reporting(std::int64_t mode) : checkSwitch(mode == 1)
+    {
+        DebugOutput::Options options;
+        options.throwOnError = true;
+        if (mode == 2 && !DebugOutput::enable(options))
+            throw std::runtime_error("no debug output");
+    }
+    ~Reporting() { DebugOutput::disable(); }
+
+private:
+    CheckSwitch checkSwitch;
+};
+
 // Small textures: the updates are to measure what the library adds on the CPU, not the GPU.
 const Eigen::Vector2i smallSize(8, 8);
 
@@ -230,7 +251,7 @@ template <bool checked> void rawComputeUpdate(const BenchComputeDevice& device, 
 
 void ComputeUpdateLibrary(benchmark::State& state)
 {
-    const CheckSwitch checkSwitch(state.range(0) != 0);
+    const Reporting reporting(state.range(0));
     BenchComputeDevice device;
     device.update();
     for (auto _ : state)
@@ -243,7 +264,7 @@ void ComputeUpdateRawGL(benchmark::State& state)
     device.update();
     const GLint unitLimit = maxTextureUnits();
     for (auto _ : state)
-        if (state.range(0) != 0)
+        if (state.range(0) == 1)
             rawComputeUpdate<true>(device, unitLimit);
         else
             rawComputeUpdate<false>(device, unitLimit);
@@ -360,7 +381,7 @@ BenchPyramidDevice steadyPyramid()
 
 void FramebufferUpdateLibrary(benchmark::State& state)
 {
-    const CheckSwitch checkSwitch(state.range(0) != 0);
+    const Reporting reporting(state.range(0));
     BenchPyramidDevice device = steadyPyramid();
     for (auto _ : state)
         device.update();
@@ -372,7 +393,7 @@ void FramebufferUpdateRawGL(benchmark::State& state)
     BenchPyramidDevice device = steadyPyramid();
     const GLint unitLimit = maxTextureUnits();
     for (auto _ : state)
-        if (state.range(0) != 0)
+        if (state.range(0) == 1)
             rawPyramidUpdate<true>(device, unitLimit);
         else
             rawPyramidUpdate<false>(device, unitLimit);
@@ -381,10 +402,10 @@ void FramebufferUpdateRawGL(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(ComputeUpdateLibrary)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
-BENCHMARK(ComputeUpdateRawGL)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
-BENCHMARK(FramebufferUpdateLibrary)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
-BENCHMARK(FramebufferUpdateRawGL)->Arg(0)->Arg(1)->Apply(TavrinBench::shortRun);
+BENCHMARK(ComputeUpdateLibrary)->Arg(0)->Arg(1)->Arg(2)->Apply(TavrinBench::shortRun);
+BENCHMARK(ComputeUpdateRawGL)->Arg(0)->Arg(1)->Arg(2)->Apply(TavrinBench::shortRun);
+BENCHMARK(FramebufferUpdateLibrary)->Arg(0)->Arg(1)->Arg(2)->Apply(TavrinBench::shortRun);
+BENCHMARK(FramebufferUpdateRawGL)->Arg(0)->Arg(1)->Arg(2)->Apply(TavrinBench::shortRun);
 
 namespace
 {
@@ -394,5 +415,9 @@ const bool ratiosAdded =
     TavrinBench::addRatio("FramebufferTexture2DDevice::update, GL check off", "FramebufferUpdateLibrary/0",
                           "FramebufferUpdateRawGL/0") &&
     TavrinBench::addRatio("FramebufferTexture2DDevice::update, GL check on", "FramebufferUpdateLibrary/1",
-                          "FramebufferUpdateRawGL/1");
+                          "FramebufferUpdateRawGL/1") &&
+    TavrinBench::addRatio("ComputeDevice::update, check off, debug output on", "ComputeUpdateLibrary/2",
+                          "ComputeUpdateRawGL/2") &&
+    TavrinBench::addRatio("FramebufferTexture2DDevice::update, check off, debug output on",
+                          "FramebufferUpdateLibrary/2", "FramebufferUpdateRawGL/2");
 }

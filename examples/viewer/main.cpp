@@ -18,9 +18,11 @@
 #include "ViewerDevices.h"
 
 #include <core/Image2D.h>
+#include <opengl/DebugOutput.h>
 #include <opengl/Font.h>
 #include <opengl/FontManager.h>
 #include <opengl/Framebuffer.h>
+#include <opengl/GLCheck.h>
 #include <opengl/GLSLException.h>
 #include <opengl/OpenGLContext.h>
 #include <opengl/OpenGLTools.h>
@@ -52,6 +54,7 @@ struct Options
     std::string shaderDirectory;
     std::string outputDirectory;
     int frames = 0; // 0: interactive
+    bool debugOutput = false;
 };
 
 Options parseOptions(int argc, char** argv)
@@ -71,8 +74,11 @@ Options parseOptions(int argc, char** argv)
             options.outputDirectory = value();
         else if (argument == "--shaders")
             options.shaderDirectory = value();
+        else if (argument == "--gl-debug")
+            options.debugOutput = true;
         else if (argument == "--help" || argument == "-h")
-            throw std::runtime_error("usage: tavrin_viewer [image] [--frames N --out DIR] [--shaders DIR]");
+            throw std::runtime_error(
+                "usage: tavrin_viewer [image] [--frames N --out DIR] [--shaders DIR] [--gl-debug]");
         else
             options.imagePath = argument;
     }
@@ -210,10 +216,18 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    // --gl-debug: a debug context, and the driver's messages instead of a glGetError per call.
+    OpenGLContext::requestDebugContexts(options.debugOutput);
     OpenGLWindow window("Tavrin viewer");
     if (!window.getDeviceContext())
         return 1; // the window printed why
     OpenGLContext::init();
+    if (options.debugOutput)
+    {
+        DebugOutput::Options debugOptions;
+        debugOptions.throwOnError = true;
+        GLCheck::enableGLCheck = !DebugOutput::enable(debugOptions);
+    }
     Program::initVendor();
     std::cout << "\n";
 

@@ -19,7 +19,8 @@ class TAVRIN_OPENGL_EXPORT GLCheck
 {
 public:
     /// Process-wide switch, initially true. When false, check() returns at once and leaves any
-    /// pending GL error pending (no glGetError call at all).
+    /// pending GL error pending (no glGetError call at all), unless DebugOutput's throwOnError
+    /// recorded an error: check() then throws it (DebugOutput::throwPendingError).
     static bool enableGLCheck;
 
     /// Consumes at most one pending GL error (one glGetError call); reports and throws it as
@@ -36,6 +37,10 @@ public:
 
 namespace Detail
 {
+/// Set while DebugOutput turns errors into exceptions: the check macro then runs with the
+/// check switched off too, so that what the debug callback recorded is thrown at the check.
+TAVRIN_OPENGL_EXPORT extern bool debugErrorsThrow;
+
 // The part of a path after its last separator, evaluated at compile time by TAVRIN_GL_CHECK.
 constexpr const char* bareFileName(const char* path)
 {
@@ -50,12 +55,12 @@ constexpr const char* bareFileName(const char* path)
 } // namespace Tavrin
 
 /// Runs the GL error check with the bare name of the current source file and the current line.
-#define TAVRIN_GL_CHECK()                                                                                \
-    do                                                                                                   \
-    {                                                                                                    \
-        if (::Tavrin::OpenGL::GLCheck::enableGLCheck)                                                    \
-        {                                                                                                \
-            constexpr const char* tavrinCheckedFile = ::Tavrin::OpenGL::Detail::bareFileName(__FILE__); \
-            ::Tavrin::OpenGL::GLCheck::check(tavrinCheckedFile, __LINE__);                               \
-        }                                                                                                \
+#define TAVRIN_GL_CHECK()                                                                                              \
+    do                                                                                                                 \
+    {                                                                                                                  \
+        if (::Tavrin::OpenGL::GLCheck::enableGLCheck || ::Tavrin::OpenGL::Detail::debugErrorsThrow)                    \
+        {                                                                                                              \
+            constexpr const char* tavrinCheckedFile = ::Tavrin::OpenGL::Detail::bareFileName(__FILE__);                \
+            ::Tavrin::OpenGL::GLCheck::check(tavrinCheckedFile, __LINE__);                                             \
+        }                                                                                                              \
     } while (false)

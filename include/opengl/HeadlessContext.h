@@ -12,7 +12,7 @@ namespace OpenGL
 /// Linux: an EGL surfaceless context (Mesa's EGL_MESA_platform_surfaceless), OpenGL 4.5
 /// compatibility profile. Windows: a hidden window with a WGL context from
 /// OpenGLContext::getContext. It has no default framebuffer to draw into: render into
-/// framebuffer objects.
+/// framebuffer objects. After OpenGLContext::requestDebugContexts(true) it is a debug context.
 ///
 /// The context is current on the constructing thread while the object lives; the destructor
 /// releases it (and makes no context current). Call OpenGLContext::init() after construction.

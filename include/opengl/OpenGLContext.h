@@ -26,7 +26,20 @@ public:
     /// a further context; the caller keeps the one it got (contexts are never deleted here).
     /// Win32: wglCreateContext + wglMakeCurrent. X11: glXCreateNewContext with the record's
     /// frame-buffer configuration + glXMakeContextCurrent on its drawable.
+    /// With debug contexts requested (see below) the context is made through the create-context
+    /// extension with the debug flag instead: Win32, a wglCreateContext context made current to
+    /// reach wglCreateContextAttribsARB, which then makes the debug context that replaces (and
+    /// deletes) it; X11, glXCreateContextAttribsARB with the same configuration. No version or
+    /// profile is asked for, so the driver gives its highest compatible version, as without. Where
+    /// the extension is missing or refuses, the ordinary context is kept (GL_CONTEXT_FLAGS tells).
     static RenderContextHandle getContext(DeviceContextHandle const deviceContext);
+
+    /// Process-wide, initially false: when true, the contexts made from then on (getContext, so
+    /// every new window's, and HeadlessContext's) are debug contexts (GL_CONTEXT_FLAG_DEBUG_BIT),
+    /// in which drivers report fully through DebugOutput and GL_DEBUG_OUTPUT starts enabled.
+    /// Contexts made before keep what they are. Headless on Linux: EGL_CONTEXT_OPENGL_DEBUG.
+    static void requestDebugContexts(bool request);
+    static bool debugContextsRequested();
 
     OpenGLContext& operator=(const OpenGLContext&) { return *this; }
 

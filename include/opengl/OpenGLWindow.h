@@ -72,9 +72,9 @@ public:
     /// window of the same title reuses the class registered first (the second registration fails
     /// silently). The pixel format asks
     /// for double buffering, stereo, 24 colour and 8 alpha bits and no depth buffer. A fresh
-    /// rendering context is created, made current, given 1-byte pack and unpack alignment, and
-    /// becomes the context of every window. The window is swapped once and the GL error check
-    /// runs (it may throw std::runtime_error).
+    /// rendering context (a debug context after OpenGLContext::requestDebugContexts(true)) is created, made current,
+    /// given 1-byte pack and unpack alignment, and becomes the context of every window. The window is swapped once and
+    /// the GL error check runs (it may throw std::runtime_error).
     ///
     /// Failures throw nothing; they write one diagnostic to std::cerr and leave the object inert:
     /// "ERROR: Failed to create window." (null window and device context),

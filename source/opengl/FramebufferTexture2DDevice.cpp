@@ -2,6 +2,7 @@
 
 #include "DeviceUpdateStart.h"
 
+#include <opengl/DebugOutput.h>
 #include <opengl/GLCheck.h>
 #include <opengl/OpenGLTools.h>
 
@@ -111,7 +112,11 @@ bool FramebufferTexture2DDevice::update()
             fits = unsigned(format) == outputFormat && texture->getMipLevelCount() >= mipLevelCount;
         }
         if (!fits)
+        {
             texture->reserveStorage(mipLevelCount, resolution, outputFormat);
+            if (DebugOutput::isEnabled())
+                DebugOutput::setLabel(*texture, getOutputTextureName(int(i)));
+        }
 
         // A new name or storage goes onto every framebuffer; a steady slot only onto bare ones.
         const std::size_t firstToAttach = slot.isConsistent() ? firstBare : 0;

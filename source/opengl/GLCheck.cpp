@@ -1,5 +1,7 @@
 #include <opengl/GLCheck.h>
 
+#include <opengl/DebugOutput.h>
+
 #include <GL/glew.h>
 
 #include <iostream>
@@ -37,7 +39,11 @@ const char* GLCheck::errorMessage(unsigned int error)
 void GLCheck::check(const char* file, int line)
 {
     if (!enableGLCheck)
+    {
+        if (Detail::debugErrorsThrow)
+            DebugOutput::throwPendingError();
         return;
+    }
     const GLenum error = glGetError();
     if (error == GL_NO_ERROR)
         return;
@@ -50,9 +56,12 @@ void GLCheck::check(const char* file, int line)
         glGetIntegerv(GL_PROJECTION_STACK_DEPTH, &projection);
         glGetIntegerv(GL_MODELVIEW_STACK_DEPTH, &modelView);
         glGetIntegerv(GL_TEXTURE_STACK_DEPTH, &texture);
-        std::cout << "WARNING: " << file << " (line " << line << ") " << "Projection matrix stack depth: " << projection;
-        std::cout << "WARNING: " << file << " (line " << line << ") " << "Modelview matrix stack depth: " << modelView;
-        std::cout << "WARNING: " << file << " (line " << line << ") " << "Texture matrix stack depth: " << texture;
+        std::cout << "WARNING: " << file << " (line " << line << ") "
+                  << "Projection matrix stack depth: " << projection;
+        std::cout << "WARNING: " << file << " (line " << line << ") "
+                  << "Modelview matrix stack depth: " << modelView;
+        std::cout << "WARNING: " << file << " (line " << line << ") "
+                  << "Texture matrix stack depth: " << texture;
     }
     else
     {

@@ -8,6 +8,21 @@ namespace Tavrin
 {
 namespace OpenGL
 {
+namespace
+{
+bool debugContexts = false;
+} // namespace
+
+void OpenGLContext::requestDebugContexts(bool request)
+{
+    debugContexts = request;
+}
+
+bool OpenGLContext::debugContextsRequested()
+{
+    return debugContexts;
+}
+
 void OpenGLContext::init()
 {
     glewInit();

@@ -1,3 +1,4 @@
+#include <opengl/DebugOutput.h>
 #include <opengl/GLCheck.h>
 #include <opengl/GLSLException.h>
 #include <opengl/Program.h>
@@ -52,6 +53,13 @@ void discard(Program* program)
         glUseProgram(static_cast<GLuint>(inUse));
 }
 
+// Capture and debugging tools then show the program by the base name it was loaded from.
+void labelWhileDebugging(const Program& program, const std::string& baseName)
+{
+    if (DebugOutput::isEnabled())
+        DebugOutput::setLabel(program, baseName);
+}
+
 // The stages whose files exist, in attach order; all six are asked before anything is built.
 std::vector<int> existingStages(const std::string& baseName, const FileLoader* loader)
 {
@@ -100,6 +108,7 @@ Program* Program::loadFromFile(const std::string& baseName, const FileLoader* lo
 {
     const std::vector<int> found = existingStages(baseName, loader);
     return build([&](const Program& program) {
+        labelWhileDebugging(program, baseName);
         for (const int i : found)
         {
             // The GL shader lives on while attached; the wrapper goes at once.
@@ -124,6 +133,7 @@ Program* Program::loadFromFileWithIncludes(const std::string& baseName, const Fi
     if (filesRead)
         *filesRead = read;
     return build([&](const Program& program) {
+        labelWhileDebugging(program, baseName);
         for (const auto& source : sources)
         {
             Shader shader(source.first, source.second);

@@ -33,15 +33,19 @@ TEST_F(SharedWindowTest, NewWindowTakesOverTheContextAndCloses)
 
     MessageLog focus(*window, {wmSetFocus, wmKillFocus});
     TavrinTest::StreamCapture err(std::cerr);
+    Tavrin::OpenGL::OpenGLContext::requestDebugContexts(true);
     OpenGLWindow second("Tavrin second window", window->getWindowHandle());
+    Tavrin::OpenGL::OpenGLContext::requestDebugContexts(false);
     EXPECT_EQ(err.text(), "");
     ASSERT_TRUE(Host::windowExists(second.getWindowHandle()));
     EXPECT_EQ(second.getPosition(), Vector2i(100, 100));
     EXPECT_EQ(second.getClientSize(), Vector2i(400, 300));
-    // A fresh context, current on the new window with 1-byte row alignment, serves every window.
+    // A fresh context (a debug one, as asked), current on the new window with 1-byte row alignment,
+    // serves every window.
     const void* fresh = Host::currentContext();
     EXPECT_NE(fresh, first);
     EXPECT_EQ(integer(GL_UNPACK_ALIGNMENT) * integer(GL_PACK_ALIGNMENT), 1);
+    EXPECT_EQ(integer(GL_CONTEXT_FLAGS) & GL_CONTEXT_FLAG_DEBUG_BIT, GL_CONTEXT_FLAG_DEBUG_BIT);
     window->swap();
     EXPECT_EQ(Host::currentContext(), fresh);
     // The new window took the focus from its owner, which gets it back when the window closes.

@@ -1,4 +1,5 @@
 #include <opengl/HeadlessContext.h>
+#include <opengl/OpenGLContext.h>
 
 #include <EGL/egl.h>
 #include <EGL/eglext.h>
@@ -68,12 +69,16 @@ HeadlessContext::HeadlessContext() : native(new Native)
         fail("eglInitialize");
     if (!eglBindAPI(EGL_OPENGL_API))
         fail("eglBindAPI(EGL_OPENGL_API)", native->display);
+    // Without the debug request the attributes stop before the debug flag (an EGL 1.5 name).
+    const EGLint debug = OpenGLContext::debugContextsRequested() ? EGL_CONTEXT_OPENGL_DEBUG : EGL_NONE;
     const EGLint attributes[] = {EGL_CONTEXT_MAJOR_VERSION,
                                  4,
                                  EGL_CONTEXT_MINOR_VERSION,
                                  5,
                                  EGL_CONTEXT_OPENGL_PROFILE_MASK,
                                  EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT,
+                                 debug,
+                                 EGL_TRUE,
                                  EGL_NONE};
     native->context = eglCreateContext(native->display, EGL_NO_CONFIG_KHR, EGL_NO_CONTEXT, attributes);
     if (native->context == EGL_NO_CONTEXT)

@@ -24,8 +24,19 @@ RenderContextHandle OpenGLContext::getContext(DeviceContextHandle const deviceCo
 {
     if (!deviceContext || !deviceContext->display || !deviceContext->frameBufferConfig)
         return nullptr;
-    GLXContext context =
-        glXCreateNewContext(deviceContext->display, deviceContext->frameBufferConfig, GLX_RGBA_TYPE, nullptr, True);
+    GLXContext context = nullptr;
+    if (debugContextsRequested())
+    {
+        auto createContextAttribs = reinterpret_cast<PFNGLXCREATECONTEXTATTRIBSARBPROC>(
+            glXGetProcAddressARB(reinterpret_cast<const GLubyte*>("glXCreateContextAttribsARB")));
+        const int attributes[] = {GLX_CONTEXT_FLAGS_ARB, GLX_CONTEXT_DEBUG_BIT_ARB, None};
+        if (createContextAttribs)
+            context = createContextAttribs(deviceContext->display, deviceContext->frameBufferConfig, nullptr, True,
+                                           attributes);
+    }
+    if (!context)
+        context =
+            glXCreateNewContext(deviceContext->display, deviceContext->frameBufferConfig, GLX_RGBA_TYPE, nullptr, True);
     if (!context)
         return nullptr;
     if (deviceContext->display == X11::display())

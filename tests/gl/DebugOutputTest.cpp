@@ -1,0 +1,171 @@
+// Driver debug output as diagnostics and exceptions, debug contexts and labels (Mesa's own words).
+#include "DeviceTestSupport.h"
+#include "support/GLTestEnvironment.h"
+
+#include <opengl/DebugOutput.h>
+#include <opengl/FramebufferTexture2DDevice.h>
+#include <opengl/GLCheck.h>
+#include <opengl/HeadlessContext.h>
+#include <opengl/OpenGLContext.h>
+
+using namespace Tavrin::OpenGL;
+
+namespace
+{
+// stdout|stderr|thrown, with the driver's ids of API errors as "id N".
+template <typename Action> std::string seen(Action action)
+{
+    const TavrinTest::Outcome outcome = TavrinTest::outcomeOf(action);
+    std::string text = outcome.out + "|" + outcome.err + "|" + outcome.thrown;
+    const std::string key = "API, Error, id ";
+    for (std::size_t at = text.find(key); at != std::string::npos; at = text.find(key, at + 1))
+        text.replace(at + key.size(), text.find(':', at) - at - key.size(), "N");
+    return text;
+}
+
+bool enable(bool throwOnError, DebugOutput::Severity minimum = DebugOutput::Severity::Low)
+{
+    DebugOutput::Options options;
+    options.throwOnError = throwOnError;
+    options.minimumSeverity = minimum;
+    options.synchronous = false; // throwing makes it synchronous all the same
+    return DebugOutput::enable(options);
+}
+
+class DebugOutputTest : public ::testing::Test
+{
+protected:
+    void TearDown() override
+    {
+        DebugOutput::disable();
+        GLCheck::enableGLCheck = true;
+        TavrinTest::drainGLErrors();
+    }
+};
+
+const int checkLine = __LINE__ + 4;
+void enableUnknownCapability() // the README's provoked error, then a check
+{
+    glEnable(0xFFFF);
+    TAVRIN_GL_CHECK();
+}
+
+struct LabelledDevice : DeviceTest::HostDevice<FramebufferTexture2DDevice>
+{
+    using FramebufferTexture2DDevice::inputTextures;
+    using HostDevice::HostDevice;
+};
+
+std::string label(GLenum identifier, GLuint name)
+{
+    std::vector<char> text(4096);
+    glGetObjectLabel(identifier, name, GLsizei(text.size()), nullptr, text.data());
+    return text.data();
+}
+} // namespace
+
+TEST_F(DebugOutputTest, AProvokedErrorUnderEachMechanism)
+{
+    const std::string warning = "WARNING: DebugOutputTest.cpp (line " + std::to_string(checkLine) + ") ";
+    const std::string mesa = "ERROR: GLDebug: API, Error, id N: GL_INVALID_ENUM in glEnable(0xffff)";
+    const struct
+    {
+        bool check, debug, throwing;
+        std::string expected;
+    } cases[] = {{true, false, false, warning + "GLCheck: Invalid enum||GLCheck: Invalid enum"},
+                 {false, true, false, "|" + mesa + "|"},
+                 {false, true, true, "|" + mesa + "|GLCheck: Invalid enum"},
+                 {true, true, true, warning + "GLCheck: Invalid enum|" + mesa + "|GLCheck: Invalid enum"}};
+    EXPECT_FALSE(DebugOutput::isEnabled()); // off until the host switches it on
+    for (const auto& mechanism : cases)
+    {
+        GLCheck::enableGLCheck = mechanism.check;
+        ASSERT_TRUE(!mechanism.debug || enable(mechanism.throwing));
+        EXPECT_EQ(seen([] {
+                      enableUnknownCapability();
+                      DebugOutput::throwPendingError(); // nothing recorded unless throwing
+                  }),
+                  mechanism.expected);
+        DebugOutput::disable();
+        TavrinTest::drainGLErrors();
+    }
+    // A raw call surfaces at the explicit check point, once; a library call at its own check.
+    GLCheck::enableGLCheck = false;
+    enable(true);
+    EXPECT_TRUE(glIsEnabled(GL_DEBUG_OUTPUT_SYNCHRONOUS));
+    EXPECT_EQ(seen([] { glLineWidth(-1.0f); }), "|ERROR: GLDebug: API, Error, id N: GL_INVALID_VALUE in glLineWidth|");
+    EXPECT_EQ(seen(DebugOutput::throwPendingError), "||GLCheck: Invalid value");
+    EXPECT_EQ(seen(DebugOutput::throwPendingError), "||");
+    Texture2D texture;
+    EXPECT_EQ(
+        seen([&] { texture.reserveStorage(0, Eigen::Vector2i(4, 4), GL_RGBA8); }),
+        "|ERROR: GLDebug: API, Error, id N: GL_INVALID_VALUE in glTexStorage2D(levels < 1)|GLCheck: Invalid value");
+}
+
+TEST_F(DebugOutputTest, MessagesAreOneLineByMinimumSeverity)
+{
+    const auto insert = [](GLenum source, GLenum type, GLenum severity, const char* text) {
+        glDebugMessageInsert(source, type, 7, severity, -1, text);
+    };
+    const auto all = [&] {
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_ERROR, GL_DEBUG_SEVERITY_HIGH, "broken\n");
+        insert(GL_DEBUG_SOURCE_THIRD_PARTY, GL_DEBUG_TYPE_PERFORMANCE, GL_DEBUG_SEVERITY_MEDIUM, "slow\r\n");
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_PORTABILITY, GL_DEBUG_SEVERITY_LOW, "a\nb\rc");
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_DEPRECATED_BEHAVIOR, GL_DEBUG_SEVERITY_MEDIUM, "");
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_UNDEFINED_BEHAVIOR, GL_DEBUG_SEVERITY_HIGH, "u");
+        insert(GL_DEBUG_SOURCE_APPLICATION, GL_DEBUG_TYPE_MARKER, GL_DEBUG_SEVERITY_NOTIFICATION, "m");
+        TAVRIN_GL_CHECK(); // an application's "error" sets no GL error: nothing to throw
+    };
+    GLCheck::enableGLCheck = false;
+    ASSERT_TRUE(enable(true));
+    EXPECT_EQ(seen(all), "WARNING: GLDebug: Third party, Performance, id 7: slow"
+                         "INFO: GLDebug: Application, Portability, id 7: a b c"
+                         "WARNING: GLDebug: Application, Deprecated behaviour, id 7: |"
+                         "ERROR: GLDebug: Application, Error, id 7: broken"
+                         "ERROR: GLDebug: Application, Undefined behaviour, id 7: u|");
+    enable(false, DebugOutput::Severity::Notification);
+    EXPECT_EQ(seen([] {
+                  glPushDebugGroup(GL_DEBUG_SOURCE_APPLICATION, 3, -1, "g");
+                  glPopDebugGroup();
+              }),
+              "INFO: GLDebug: Application, Push group, id 3: gINFO: GLDebug: Application, Pop group, id 3: g||");
+    enable(false, DebugOutput::Severity::High);
+    EXPECT_EQ(seen(all), "|ERROR: GLDebug: Application, Error, id 7: brokenERROR: GLDebug: Application, Undefined "
+                         "behaviour, id 7: u|");
+    DebugOutput::disable();
+    EXPECT_FALSE(DebugOutput::isEnabled() || glIsEnabled(GL_DEBUG_OUTPUT) || glIsEnabled(GL_DEBUG_OUTPUT_SYNCHRONOUS));
+}
+
+TEST_F(DebugOutputTest, DebugContextsOnRequestAndLabels)
+{
+    EXPECT_EQ(DeviceTest::integer(GL_CONTEXT_FLAGS) & GL_CONTEXT_FLAG_DEBUG_BIT, 0);
+    {
+        TavrinTest::NoCurrentContext restored; // the suite's context again afterwards
+        OpenGLContext::requestDebugContexts(true);
+        HeadlessContext debugContext;
+        OpenGLContext::requestDebugContexts(false);
+        EXPECT_EQ(DeviceTest::integer(GL_CONTEXT_FLAGS) & GL_CONTEXT_FLAG_DEBUG_BIT, GL_CONTEXT_FLAG_DEBUG_BIT);
+    }
+    // By the library while enabled; by the host, cut to GL's limit, and none on a bare name.
+    TavrinTest::TemporaryDirectory directory;
+    directory.write("blurCompute.glsl", "#version 430\nlayout(local_size_x = 1) in;\nvoid main() {}\n");
+    DebugOutput::enable();
+    const std::unique_ptr<Program> program(Program::loadFromFile(directory.file("blur")));
+    EXPECT_EQ(label(GL_PROGRAM, program->getHandle()), directory.file("blur"));
+    LabelledDevice device(std::shared_ptr<Program>(Program::loadFromSource(
+                              "", "", "", "", "#version 430\nout vec4 o;\nvoid main() { o = vec4(1); }", "")),
+                          1, 1);
+    device.inputTextures[0].texture = DeviceTest::textureWith(DeviceTest::Level(Eigen::Vector2i(2, 2)));
+    device.outputNames = {"edges"};
+    device.outputTextures[0].texture = std::make_shared<Texture2D>();
+    ASSERT_TRUE(device.update());
+    EXPECT_EQ(label(GL_TEXTURE, device.outputTextures[0].texture->getHandle()), "edges");
+    Texture2D bare;
+    DebugOutput::setLabel(bare, "bare");
+    Framebuffer framebuffer;
+    framebuffer.bind();
+    Framebuffer::unbind();
+    const std::size_t maximum = std::size_t(DeviceTest::integer(GL_MAX_LABEL_LENGTH));
+    DebugOutput::setLabel(framebuffer, std::string(maximum + 5, 'f'));
+    EXPECT_EQ(label(GL_FRAMEBUFFER, framebuffer.getHandle()), std::string(maximum - 1, 'f'));
+}
