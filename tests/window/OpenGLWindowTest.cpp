@@ -40,8 +40,7 @@ TEST_F(SharedWindowTest, NewWindowTakesOverTheContextAndCloses)
     ASSERT_TRUE(Host::windowExists(second.getWindowHandle()));
     EXPECT_EQ(second.getPosition(), Vector2i(100, 100));
     EXPECT_EQ(second.getClientSize(), Vector2i(400, 300));
-    // A fresh context (a debug one, as asked), current on the new window with 1-byte row alignment,
-    // serves every window.
+    // A fresh debug context (as asked), current on the new window with 1-byte row alignment, serves all.
     const void* fresh = Host::currentContext();
     EXPECT_NE(fresh, first);
     EXPECT_EQ(integer(GL_UNPACK_ALIGNMENT) * integer(GL_PACK_ALIGNMENT), 1);
