@@ -139,6 +139,11 @@ public:
     /// Processes one message for this window (the window procedure calls it; a host may too):
     /// first at most one callback (WM_CLOSE/WM_QUIT: onWindowClosed; WM_KEYDOWN/WM_SYSKEYDOWN:
     /// onKeyDown), then every named handler, each called through a copy of its name and handler.
+    /// The callbacks are called as stored, so a mutable lambda or functor keeps its state from
+    /// one message to the next. Guard: a callback may replace or clear itself (or the other one)
+    /// while it runs; it finishes with its captures alive and the replacement takes the next
+    /// message. A message sent while it runs reaches the callback set at that moment (itself,
+    /// until replaced).
     /// Messages are observed, never consumed. Always returns 0. Exceptions of callbacks and
     /// handlers (std::bad_function_call for an empty handler) propagate.
     long long systemWindowProcInternal(unsigned int message, unsigned long long wParam, long long lParam);

@@ -53,6 +53,32 @@ private:
     WindowHandle window;
 };
 
+// Calls the stored callback itself, so that a stateful one keeps its state, yet lets it replace
+// or clear itself while it runs: it is moved out for the call (its captures live until it
+// returns) and moved back unless something took its place meanwhile. A stand-in keeps the slot
+// meanwhile, through which messages sent during the call still reach the running callback.
+template <typename... Arguments> void runStored(std::function<void(Arguments...)>& stored, Arguments... arguments)
+{
+    using Callback = std::function<void(Arguments...)>;
+    struct StandIn
+    {
+        Callback* running;
+        void operator()(Arguments... nested) const { (*running)(nested...); }
+    };
+    struct PutBack
+    {
+        Callback& stored;
+        Callback running;
+        ~PutBack()
+        {
+            if (stored.template target<StandIn>())
+                stored = std::move(running);
+        }
+    } putBack{stored, std::move(stored)};
+    stored = StandIn{&putBack.running};
+    putBack.running(arguments...);
+}
+
 Eigen::Vector2i sizeOf(const OpenGLWindow::Rect& rect)
 {
     return Eigen::Vector2i(rect.right - rect.left, rect.bottom - rect.top);
@@ -191,23 +217,15 @@ void OpenGLWindow::removeMesageHandler(const std::string& name)
 
 long long OpenGLWindow::systemWindowProcInternal(unsigned int message, unsigned long long wParam, long long lParam)
 {
-    // Callbacks and handlers run through copies, so that one may replace or remove itself (or
-    // another) while it runs.
     if (message == messageClose || message == messageQuit)
     {
         if (onWindowClosed)
-        {
-            const auto callback = onWindowClosed;
-            callback(this);
-        }
+            runStored(onWindowClosed, this);
     }
     else if (message == messageKeyDown || message == messageSysKeyDown)
     {
         if (onKeyDown)
-        {
-            const auto callback = onKeyDown;
-            callback(this, wParam);
-        }
+            runStored(onKeyDown, this, wParam);
     }
     if (messageHandlers.empty())
         return 0;

@@ -96,7 +96,7 @@ TEST(WindowDispatch, CallbacksRunFirstThenEveryHandler)
                               window.getMonitorIndex()),
               std::make_tuple(Tavrin::OpenGL::WindowHandle(), Tavrin::OpenGL::DeviceContextHandle(), false, 0));
     EXPECT_EQ(window.getPosition() + window.getSize() + window.getClientSize(), Vector2i(0, 0));
-    std::string seen;
+    std::string seen, calls;
     const auto recorder = [&](const std::string& name) {
         return [&, name](OpenGLWindow* target, unsigned int message, unsigned long long wParam, long long lParam) {
             seen += name + (target == &window ? " " : " ? ") + std::to_string(message) + " " + std::to_string(wParam) +
@@ -124,6 +124,15 @@ TEST(WindowDispatch, CallbacksRunFirstThenEveryHandler)
         EXPECT_EQ(window.systemWindowProcInternal(message, wParam, lParam), 0);
         EXPECT_EQ(seen, expected);
     }
+
+    // Callbacks are called as stored (their state lasts); one replacing itself finishes with its captures alive.
+    window.setOnKeyDown([&, n = 0](OpenGLWindow*, unsigned long long) mutable { calls += std::to_string(++n); });
+    window.setOnWindowClosed([&, tail = std::string(" closed, its captures alive;")](OpenGLWindow* target) {
+        target->setOnWindowClosed([&](OpenGLWindow*) { calls += " next;"; }), calls += tail;
+    });
+    for (const unsigned int message : {0x100, 0x104, 0x10, 0x100, 0x12})
+        window.systemWindowProcInternal(message, 0, 0);
+    EXPECT_EQ(calls, "12 closed, its captures alive;3 next;");
 
     // Cleared callbacks and removed handlers (also later ones of the same dispatch) fire nothing.
     seen.clear();
