@@ -93,9 +93,10 @@ public:
     /// Makes the shared rendering context current on this window's device context.
     /// Guard: does nothing when this window has no device context or no rendering context exists
     /// (on Win32 a null context would release the caller's current context; on X11 it is an
-    /// error). Since every constructor resets the shared context, a window whose creation failed
-    /// before its context was made leaves none: until the next successful construction,
-    /// makeCurrent, swap and presentTexture of every window do nothing.
+    /// error). On a window whose native window is gone, the thread's context is released, as a
+    /// failed wglMakeCurrent does: nothing meant for this window is drawn into another one. Since every constructor
+    /// resets the shared context, a window whose creation failed before its context was made leaves none: until the
+    /// next successful construction, makeCurrent, swap and presentTexture of every window do nothing.
     void makeCurrent() const;
 
     /// makeCurrent(), then presents the back buffer. Guard: does nothing in the cases where
@@ -164,7 +165,9 @@ public:
     //   handler installed before.
     // - Window: a top-level window mapped at creation; `parent` becomes its owner
     //   (WM_TRANSIENT_FOR), as Win32 makes an overlapped window with a parent an owned window;
-    //   a `parent` that is not a window fails with "Failed to create window.". The title goes to
+    //   a `parent` that is not a window fails with "Failed to create window.". Destroying a window
+    //   destroys the windows it owns first, as DestroyWindow does: each reports WM_DESTROY and
+    //   WM_NCDESTROY, and their objects are inert afterwards. The title goes to
     //   WM_NAME, to _NET_WM_NAME (as UTF-8; a title that is not UTF-8 is read as Latin-1) and,
     //   as the class name, to WM_CLASS. The display that cannot be opened also fails with
     //   "Failed to create window.".
@@ -197,9 +200,9 @@ public:
     //       +120 up or right, -120 down or left; screen x, y).
     //     MotionNotify -> WM_MOUSEMOVE 0x0200 (MK_*, client x, y).
     //     FocusIn/FocusOut (not those of keyboard grabs) -> WM_SETFOCUS 0x0007/WM_KILLFOCUS 0x0008.
-    //     ConfigureNotify -> WM_MOVE 0x0003 (0, client top-left in screen coordinates) when the
-    //       client area moved, then WM_SIZE 0x0005 (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client
-    //       width and height) when it changed size.
+    //     ConfigureNotify (and a placement call, before it returns) -> WM_MOVE 0x0003 (0, client
+    //       top-left in screen coordinates) when the client area moved, then WM_SIZE 0x0005
+    //       (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client width and height) when it changed size.
     //     Iconified (UnmapNotify with WM_STATE Iconic) -> WM_SIZE (SIZE_MINIMIZED 1, 0); mapped
     //       again -> WM_SIZE with the restored or maximised size.
     //     Expose (the last of a series) -> WM_PAINT 0x000F (0, 0).
@@ -215,7 +218,9 @@ public:
     //   and full screen (_NET_WM_STATE_FULLSCREEN, the window manager removing the frame; the
     //   full-screen flag is what the style word keeps) are requests that the window manager
     //   carries out: each call waits up to 0.5 s for it, so that a getter called next sees the
-    //   result. Without an EWMH window manager the state hints are only recorded.
+    //   result, and reports the resulting WM_MOVE and WM_SIZE before it returns, as SetWindowPos
+    //   sends them (a later processMessages does not report them again). Without an EWMH window
+    //   manager the state hints are only recorded.
     // - Monitors: XRandR's active monitors (XRRGetMonitors), handle = the monitor's name atom;
     //   without XRandR 1.5, the whole screen as one monitor named "screen". The window's monitor
     //   is the one containing its outer rectangle's centre, else the nearest to it.

@@ -53,6 +53,8 @@ const int windowManagerTimeoutMilliseconds = 500;
 struct WindowState
 {
     OpenGLWindow* owner = nullptr;
+    // The window that owns this one (WM_TRANSIENT_FOR), destroyed with it.
+    Window ownedBy = None;
     Colormap colormap = None;
     GLXFBConfig frameBufferConfig = nullptr;
     // The client area last reported through WM_MOVE and WM_SIZE.
@@ -209,6 +211,17 @@ template <typename Done> void waitForWindowManager(Window window, Done done)
     }
 }
 
+void handleConfigure(Window window);
+
+// A placement request, carried out before it returns: Win32 sends WM_MOVE and WM_SIZE from
+// inside SetWindowPos, so the result is reported now, and the ConfigureNotify events still
+// queued find nothing new to tell.
+template <typename Done> void carryOut(Window window, Done done)
+{
+    waitForWindowManager(window, done);
+    handleConfigure(window);
+}
+
 bool hasState(Window window, AtomName state)
 {
     std::vector<unsigned long> values;
@@ -261,7 +274,7 @@ void setMaximized(Window window, bool on)
     if (!findWindow(window) || maximized(window) == on)
         return;
     changeStates(window, on, AtomName::NetWmStateMaximizedVert, AtomName::NetWmStateMaximizedHorz);
-    waitForWindowManager(window, [&] { return maximized(window) == on; });
+    carryOut(window, [&] { return maximized(window) == on; });
 }
 
 void setFullscreenState(Window window, bool on)
@@ -269,7 +282,7 @@ void setFullscreenState(Window window, bool on)
     if (!findWindow(window) || hasState(window, AtomName::NetWmStateFullscreen) == on)
         return;
     changeStates(window, on, AtomName::NetWmStateFullscreen, AtomName::Count);
-    waitForWindowManager(window, [&] { return hasState(window, AtomName::NetWmStateFullscreen) == on; });
+    carryOut(window, [&] { return hasState(window, AtomName::NetWmStateFullscreen) == on; });
 }
 
 // The frame-buffer configuration of every window: the same choice each time, so the one shared
@@ -425,14 +438,21 @@ void waitUntilPlaced(Display* display, Window window)
     }
 }
 
-// What default processing does after the object has seen a message: destroy the native window
-// (WM_DESTROY and WM_NCDESTROY reach the object first, as DestroyWindow sends them).
+// What default processing does after the object has seen a message: destroy the native window.
+// As DestroyWindow, the windows it owns go first, each completely; then WM_DESTROY and
+// WM_NCDESTROY reach the object.
 void destroyNativeWindow(Window window)
 {
     WindowState* state = findWindow(window);
     if (!state || state->destroying)
         return;
     state->destroying = true;
+    std::vector<Window> owned;
+    for (const auto& entry : windows)
+        if (entry.second.ownedBy == window)
+            owned.push_back(entry.first);
+    for (const Window each : owned)
+        destroyNativeWindow(each);
     send(window, messageDestroy, 0, 0);
     send(window, messageNcDestroy, 0, 0);
     state = findWindow(window);
@@ -787,6 +807,7 @@ WindowHandle createWindow(OpenGLWindow* owner, const std::string& title, WindowH
 
     WindowState& state = windows[window];
     state.owner = owner;
+    state.ownedBy = parent;
     state.colormap = attributes.colormap;
     state.frameBufferConfig = config;
 
@@ -846,9 +867,12 @@ void destroyWindow(WindowHandle window)
 
 void makeCurrent(DeviceContextHandle deviceContext, RenderContextHandle context)
 {
-    // A drawable that is gone cannot be made current (wglMakeCurrent fails likewise).
     if (deviceContexts.count(deviceContext) && findWindow(deviceContext->drawable))
         glXMakeContextCurrent(deviceContext->display, deviceContext->drawable, deviceContext->drawable, context);
+    else if (Display* display = connection())
+        // A drawable that is gone cannot be made current; as a failed wglMakeCurrent, release the
+        // thread's context so that drawing meant for this window lands in no other one.
+        glXMakeContextCurrent(display, None, None, nullptr);
 }
 
 void swapBuffers(DeviceContextHandle deviceContext)
@@ -889,7 +913,7 @@ void moveWindow(WindowHandle window, int x, int y)
     if (!findWindow(window))
         return;
     XMoveWindow(connection(), window, x, y);
-    waitForWindowManager(window, [&] {
+    carryOut(window, [&] {
         const OpenGLWindow::Rect rect = outerRect(window);
         return rect.left == x && rect.top == y;
     });
@@ -902,7 +926,7 @@ void resizeWindow(WindowHandle window, int width, int height)
     const FrameExtents extents = frameExtents(window);
     XResizeWindow(connection(), window, static_cast<unsigned int>(std::max(1, width - extents.left - extents.right)),
                   static_cast<unsigned int>(std::max(1, height - extents.top - extents.bottom)));
-    waitForWindowManager(window, [&] {
+    carryOut(window, [&] {
         const OpenGLWindow::Rect rect = outerRect(window);
         return rect.right - rect.left == width && rect.bottom - rect.top == height;
     });
@@ -1000,7 +1024,7 @@ void placeWindow(WindowHandle window, const OpenGLWindow::Rect& rect)
     XMoveResizeWindow(connection(), window, rect.left, rect.top,
                       static_cast<unsigned int>(std::max(1, width - extents.left - extents.right)),
                       static_cast<unsigned int>(std::max(1, height - extents.top - extents.bottom)));
-    waitForWindowManager(window, [&] { return sameRect(outerRect(window), rect); });
+    carryOut(window, [&] { return sameRect(outerRect(window), rect); });
 }
 
 std::vector<OpenGLWindow::Monitor> enumerateMonitors()
