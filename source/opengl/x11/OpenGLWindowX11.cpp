@@ -5,19 +5,17 @@
 
 #include "X11Connection.h"
 #include "X11Keyboard.h"
+#include "X11Monitors.h"
+#include "X11WindowManager.h"
 
 #include <GL/glx.h>
-#include <X11/Xatom.h>
 #include <X11/Xutil.h>
-#include <X11/extensions/Xrandr.h>
 #include <X11/keysym.h>
 
 #include <algorithm>
-#include <chrono>
-#include <climits>
+#include <functional>
 #include <iterator>
 #include <string>
-#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -46,10 +44,6 @@ const unsigned long long mouseLeft = 0x01, mouseRight = 0x02, mouseShift = 0x04,
 const unsigned int keyF4 = 0x73, keyF10 = 0x79;
 const int wheelDelta = 120;
 
-const int initialLeft = 100, initialTop = 100, initialClientWidth = 400, initialClientHeight = 300;
-// How long a request waits for the window manager to carry it out.
-const int windowManagerTimeoutMilliseconds = 500;
-
 struct WindowState
 {
     OpenGLWindow* owner = nullptr;
@@ -63,11 +57,6 @@ struct WindowState
     bool destroying = false;
 };
 
-struct FrameExtents
-{
-    int left = 0, right = 0, top = 0, bottom = 0;
-};
-
 // The live native windows made here; handles not in it are stale (or not ours) and ignored.
 std::unordered_map<Window, WindowState> windows;
 // The live device-context records.
@@ -76,10 +65,6 @@ std::unordered_set<X11DeviceContext*> deviceContexts;
 bool keysDown[256] = {};
 // Buttons 8 and 9 held: the core event state has no masks for them.
 unsigned long long extraButtonsDown = 0;
-// The frame that the window manager last put around a window (none before the first one):
-// the frame of "a framed window" for outerSizeForClient.
-FrameExtents framedExtents;
-
 Display* connection()
 {
     return X11::display();
@@ -98,11 +83,6 @@ long long packWords(int low, int high)
                                   (static_cast<unsigned int>(low) & 0xFFFF));
 }
 
-void sleepMilliseconds(int milliseconds)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
 // Hands a message to the window's object, as the Win32 window procedure does. Returns false when
 // the window is no longer ours (destroyed meanwhile, perhaps by an earlier handler).
 bool send(Window window, unsigned int message, unsigned long long wParam, long long lParam)
@@ -114,328 +94,31 @@ bool send(Window window, unsigned int message, unsigned long long wParam, long l
     return true;
 }
 
-// A 32-bit-format property; false when absent or of another type.
-bool readProperty(Window window, Atom property, Atom type, std::vector<unsigned long>& values)
-{
-    values.clear();
-    Atom actualType = None;
-    int format = 0;
-    unsigned long count = 0, remaining = 0;
-    unsigned char* data = nullptr;
-    const bool read = XGetWindowProperty(connection(), window, property, 0, 1024, False, type, &actualType, &format,
-                                         &count, &remaining, &data) == Success &&
-                      data && actualType == type && format == 32;
-    if (read)
-        values.assign(reinterpret_cast<unsigned long*>(data), reinterpret_cast<unsigned long*>(data) + count);
-    if (data)
-        XFree(data);
-    return read;
-}
-
-FrameExtents frameExtents(Window window)
-{
-    FrameExtents extents;
-    std::vector<unsigned long> values;
-    if (readProperty(window, X11::atom(AtomName::NetFrameExtents), XA_CARDINAL, values) && values.size() == 4)
-    {
-        extents.left = static_cast<int>(values[0]);
-        extents.right = static_cast<int>(values[1]);
-        extents.top = static_cast<int>(values[2]);
-        extents.bottom = static_cast<int>(values[3]);
-        if (extents.left || extents.right || extents.top || extents.bottom)
-            framedExtents = extents;
-    }
-    return extents;
-}
-
-bool frameExtentsKnown(Window window)
-{
-    std::vector<unsigned long> values;
-    return readProperty(window, X11::atom(AtomName::NetFrameExtents), XA_CARDINAL, values);
-}
-
-// The client area in root coordinates.
-bool clientGeometry(Window window, int& x, int& y, int& width, int& height)
-{
-    Window root = None, child = None;
-    int relativeX = 0, relativeY = 0;
-    unsigned int unsignedWidth = 0, unsignedHeight = 0, border = 0, depth = 0;
-    if (!XGetGeometry(connection(), window, &root, &relativeX, &relativeY, &unsignedWidth, &unsignedHeight, &border,
-                      &depth))
-        return false;
-    if (!XTranslateCoordinates(connection(), window, root, 0, 0, &x, &y, &child))
-        return false;
-    width = static_cast<int>(unsignedWidth);
-    height = static_cast<int>(unsignedHeight);
-    return true;
-}
-
-OpenGLWindow::Rect outerRect(Window window)
-{
-    OpenGLWindow::Rect rect;
-    int x = 0, y = 0, width = 0, height = 0;
-    if (!clientGeometry(window, x, y, width, height))
-        return rect;
-    const FrameExtents extents = frameExtents(window);
-    rect.left = x - extents.left;
-    rect.top = y - extents.top;
-    rect.right = x + width + extents.right;
-    rect.bottom = y + height + extents.bottom;
-    return rect;
-}
-
-bool sameRect(const OpenGLWindow::Rect& a, const OpenGLWindow::Rect& b)
-{
-    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
-}
-
-// Requests to a managed window are carried out by the window manager, later; a Win32 caller
-// expects them done on return. Without a window manager the server applies them at once.
-template <typename Done> void waitForWindowManager(Window window, Done done)
-{
-    XSync(connection(), False);
-    if (!X11::windowManagerRunning())
-        return;
-    for (int waited = 0; waited < windowManagerTimeoutMilliseconds && !done(); waited += 2)
-        sleepMilliseconds(2);
-    // A state change may be followed by the matching move or resize: wait until the rectangle
-    // holds still.
-    OpenGLWindow::Rect last = outerRect(window);
-    for (int waited = 0; waited < windowManagerTimeoutMilliseconds; waited += 8)
-    {
-        sleepMilliseconds(8);
-        const OpenGLWindow::Rect now = outerRect(window);
-        if (sameRect(now, last))
-            break;
-        last = now;
-    }
-}
-
 void handleConfigure(Window window);
 
 // A placement request, carried out before it returns: Win32 sends WM_MOVE and WM_SIZE from
 // inside SetWindowPos, so the result is reported now, and the ConfigureNotify events still
 // queued find nothing new to tell.
-template <typename Done> void carryOut(Window window, Done done)
+void carryOut(Window window, const std::function<bool()>& done)
 {
-    waitForWindowManager(window, done);
+    X11::waitForWindowManager(window, done);
     handleConfigure(window);
-}
-
-bool hasState(Window window, AtomName state)
-{
-    std::vector<unsigned long> values;
-    readProperty(window, X11::atom(AtomName::NetWmState), XA_ATOM, values);
-    return std::find(values.begin(), values.end(), X11::atom(state)) != values.end();
-}
-
-bool maximized(Window window)
-{
-    return hasState(window, AtomName::NetWmStateMaximizedVert) && hasState(window, AtomName::NetWmStateMaximizedHorz);
-}
-
-// Adds or removes _NET_WM_STATE entries: asked of the window manager when one handles them,
-// written directly otherwise (then only the recorded state changes).
-void changeStates(Window window, bool add, AtomName first, AtomName second)
-{
-    Display* display = connection();
-    if (X11::windowManagerSupports(AtomName::NetWmState))
-    {
-        XEvent event = {};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = X11::atom(AtomName::NetWmState);
-        event.xclient.format = 32;
-        event.xclient.data.l[0] = add ? 1 : 0;
-        event.xclient.data.l[1] = static_cast<long>(X11::atom(first));
-        event.xclient.data.l[2] = second == AtomName::Count ? 0 : static_cast<long>(X11::atom(second));
-        event.xclient.data.l[3] = 1; // a normal application asks
-        XSendEvent(display, DefaultRootWindow(display), False, SubstructureRedirectMask | SubstructureNotifyMask,
-                   &event);
-        return;
-    }
-    std::vector<unsigned long> values;
-    readProperty(window, X11::atom(AtomName::NetWmState), XA_ATOM, values);
-    for (const AtomName name : {first, second})
-    {
-        if (name == AtomName::Count)
-            continue;
-        const unsigned long value = X11::atom(name);
-        values.erase(std::remove(values.begin(), values.end(), value), values.end());
-        if (add)
-            values.push_back(value);
-    }
-    XChangeProperty(display, window, X11::atom(AtomName::NetWmState), XA_ATOM, 32, PropModeReplace,
-                    reinterpret_cast<const unsigned char*>(values.data()), static_cast<int>(values.size()));
 }
 
 void setMaximized(Window window, bool on)
 {
-    if (!findWindow(window) || maximized(window) == on)
+    if (!findWindow(window) || X11::maximized(window) == on)
         return;
-    changeStates(window, on, AtomName::NetWmStateMaximizedVert, AtomName::NetWmStateMaximizedHorz);
-    carryOut(window, [&] { return maximized(window) == on; });
+    X11::changeStates(window, on, AtomName::NetWmStateMaximizedVert, AtomName::NetWmStateMaximizedHorz);
+    carryOut(window, [&] { return X11::maximized(window) == on; });
 }
 
 void setFullscreenState(Window window, bool on)
 {
-    if (!findWindow(window) || hasState(window, AtomName::NetWmStateFullscreen) == on)
+    if (!findWindow(window) || X11::hasState(window, AtomName::NetWmStateFullscreen) == on)
         return;
-    changeStates(window, on, AtomName::NetWmStateFullscreen, AtomName::Count);
-    carryOut(window, [&] { return hasState(window, AtomName::NetWmStateFullscreen) == on; });
-}
-
-// The frame-buffer configuration of every window: the same choice each time, so the one shared
-// context fits them all. Required: window drawable, RGBA, double buffer, at least 8 bits per
-// colour channel, a visual. Preferred, in this order: stereo, no caveat, 8 alpha bits, no
-// depth, stencil, accumulation, auxiliary or multisample buffers, exactly 8 bits per colour
-// channel, the root window's depth; then the lowest configuration id.
-GLXFBConfig chooseFrameBufferConfig(Display* display, int screen)
-{
-    int count = 0;
-    GLXFBConfig* configs = glXGetFBConfigs(display, screen, &count);
-    if (!configs)
-        return nullptr;
-    const int rootDepth = DefaultDepth(display, screen);
-    GLXFBConfig best = nullptr;
-    std::vector<int> bestKey;
-    for (int index = 0; index < count; ++index)
-    {
-        auto attribute = [&](int name) {
-            int value = 0;
-            glXGetFBConfigAttrib(display, configs[index], name, &value);
-            return value;
-        };
-        if (!(attribute(GLX_DRAWABLE_TYPE) & GLX_WINDOW_BIT) || !(attribute(GLX_RENDER_TYPE) & GLX_RGBA_BIT) ||
-            !attribute(GLX_DOUBLEBUFFER) || !attribute(GLX_X_RENDERABLE) || attribute(GLX_RED_SIZE) < 8 ||
-            attribute(GLX_GREEN_SIZE) < 8 || attribute(GLX_BLUE_SIZE) < 8)
-            continue;
-        XVisualInfo* visual = glXGetVisualFromFBConfig(display, configs[index]);
-        if (!visual)
-            continue;
-        const int visualDepth = visual->depth;
-        XFree(visual);
-        const int colourExcess = attribute(GLX_RED_SIZE) + attribute(GLX_GREEN_SIZE) + attribute(GLX_BLUE_SIZE) - 24;
-        const int accumulation = attribute(GLX_ACCUM_RED_SIZE) + attribute(GLX_ACCUM_GREEN_SIZE) +
-                                 attribute(GLX_ACCUM_BLUE_SIZE) + attribute(GLX_ACCUM_ALPHA_SIZE);
-        // Smaller is better, element by element.
-        const std::vector<int> key = {attribute(GLX_STEREO) ? 0 : 1,
-                                      attribute(GLX_CONFIG_CAVEAT) == GLX_NONE ? 0 : 1,
-                                      attribute(GLX_ALPHA_SIZE) == 8 ? 0 : 1,
-                                      attribute(GLX_DEPTH_SIZE),
-                                      attribute(GLX_STENCIL_SIZE),
-                                      accumulation,
-                                      attribute(GLX_AUX_BUFFERS),
-                                      attribute(GLX_SAMPLE_BUFFERS),
-                                      colourExcess,
-                                      visualDepth == rootDepth ? 0 : 1,
-                                      attribute(GLX_FBCONFIG_ID)};
-        if (!best || key < bestKey)
-        {
-            best = configs[index];
-            bestKey = key;
-        }
-    }
-    XFree(configs);
-    return best;
-}
-
-bool validUtf8(const std::string& text)
-{
-    for (std::size_t index = 0; index < text.size();)
-    {
-        const unsigned char lead = static_cast<unsigned char>(text[index]);
-        const std::size_t length = lead < 0x80           ? 1
-                                   : (lead >> 5) == 0x6  ? 2
-                                   : (lead >> 4) == 0xE  ? 3
-                                   : (lead >> 3) == 0x1E ? 4
-                                                         : 0;
-        if (length == 0 || index + length > text.size())
-            return false;
-        for (std::size_t next = 1; next < length; ++next)
-            if ((static_cast<unsigned char>(text[index + next]) >> 6) != 0x2)
-                return false;
-        index += length;
-    }
-    return true;
-}
-
-// The title for _NET_WM_NAME: as given when it is UTF-8, else its bytes read as Latin-1.
-std::string utf8Title(const std::string& title)
-{
-    if (validUtf8(title))
-        return title;
-    std::string converted;
-    for (const char byte : title)
-    {
-        const unsigned char code = static_cast<unsigned char>(byte);
-        if (code < 0x80)
-            converted.push_back(byte);
-        else
-        {
-            converted.push_back(static_cast<char>(0xC0 | (code >> 6)));
-            converted.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-        }
-    }
-    return converted;
-}
-
-void describeWindow(Display* display, Window window, const std::string& title, Window owner)
-{
-    XStoreName(display, window, title.c_str());
-    const std::string name = utf8Title(title);
-    XChangeProperty(display, window, X11::atom(AtomName::NetWmName), X11::atom(AtomName::Utf8String), 8,
-                    PropModeReplace, reinterpret_cast<const unsigned char*>(name.data()),
-                    static_cast<int>(name.size()));
-    // The title names the class, as the Win32 window class is named after it.
-    std::string className = title;
-    XClassHint classHint = {&className[0], &className[0]};
-    XSetClassHint(display, window, &classHint);
-
-    XSizeHints sizeHints = {};
-    sizeHints.flags = USPosition | PPosition | PSize | PWinGravity;
-    sizeHints.x = initialLeft;
-    sizeHints.y = initialTop;
-    sizeHints.width = initialClientWidth;
-    sizeHints.height = initialClientHeight;
-    sizeHints.win_gravity = NorthWestGravity; // a requested position is the frame's top-left corner
-    XSetWMNormalHints(display, window, &sizeHints);
-
-    XWMHints wmHints = {};
-    wmHints.flags = InputHint | StateHint;
-    wmHints.input = True;
-    wmHints.initial_state = NormalState;
-    XSetWMHints(display, window, &wmHints);
-
-    Atom protocols[] = {X11::atom(AtomName::WmDeleteWindow)};
-    XSetWMProtocols(display, window, protocols, 1);
-    if (owner)
-        XSetTransientForHint(display, window, owner);
-}
-
-// Waits until the window manager has framed and placed a new window, and puts the frame's
-// top-left corner at (100, 100) if the manager chose another place.
-void waitUntilPlaced(Display* display, Window window)
-{
-    XSync(display, False);
-    if (!X11::windowManagerRunning())
-        return;
-    auto mapped = [&] {
-        XWindowAttributes attributes = {};
-        return XGetWindowAttributes(display, window, &attributes) && attributes.map_state == IsViewable &&
-               (!X11::windowManagerSupports(AtomName::NetFrameExtents) || frameExtentsKnown(window));
-    };
-    for (int waited = 0; waited < windowManagerTimeoutMilliseconds && !mapped(); waited += 2)
-        sleepMilliseconds(2);
-    const OpenGLWindow::Rect rect = outerRect(window);
-    if (rect.left != initialLeft || rect.top != initialTop)
-    {
-        XMoveWindow(display, window, initialLeft, initialTop);
-        waitForWindowManager(window, [&] {
-            const OpenGLWindow::Rect now = outerRect(window);
-            return now.left == initialLeft && now.top == initialTop;
-        });
-    }
+    X11::changeStates(window, on, AtomName::NetWmStateFullscreen, AtomName::Count);
+    carryOut(window, [&] { return X11::hasState(window, AtomName::NetWmStateFullscreen) == on; });
 }
 
 // What default processing does after the object has seen a message: destroy the native window.
@@ -627,7 +310,7 @@ void handleConfigure(Window window)
     if (!state)
         return;
     int x = 0, y = 0, width = 0, height = 0;
-    if (!clientGeometry(window, x, y, width, height))
+    if (!X11::clientGeometry(window, x, y, width, height))
         return;
     const bool moved = x != state->clientX || y != state->clientY;
     const bool resized = width != state->clientWidth || height != state->clientHeight;
@@ -638,14 +321,7 @@ void handleConfigure(Window window)
     if (moved && !send(window, messageMove, 0, packWords(x, y)))
         return;
     if (resized)
-        send(window, messageSize, maximized(window) ? sizeMaximized : sizeRestored, packWords(width, height));
-}
-
-bool iconic(Window window)
-{
-    std::vector<unsigned long> values;
-    return readProperty(window, X11::atom(AtomName::WmState), X11::atom(AtomName::WmState), values) &&
-           !values.empty() && values[0] == IconicState;
+        send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored, packWords(width, height));
 }
 
 void handleEvent(XEvent& event)
@@ -684,7 +360,7 @@ void handleEvent(XEvent& event)
         break;
     case UnmapNotify:
         if (WindowState* state = findWindow(event.xunmap.window))
-            if (!state->destroying && !state->minimized && iconic(event.xunmap.window))
+            if (!state->destroying && !state->minimized && X11::iconic(event.xunmap.window))
             {
                 state->minimized = true;
                 send(event.xunmap.window, messageSize, sizeMinimized, 0);
@@ -695,7 +371,7 @@ void handleEvent(XEvent& event)
             if (state->minimized)
             {
                 state->minimized = false;
-                send(event.xmap.window, messageSize, maximized(event.xmap.window) ? sizeMaximized : sizeRestored,
+                send(event.xmap.window, messageSize, X11::maximized(event.xmap.window) ? sizeMaximized : sizeRestored,
                      packWords(state->clientWidth, state->clientHeight));
             }
         break;
@@ -714,45 +390,6 @@ void handleEvent(XEvent& event)
     }
 }
 
-struct MonitorArea
-{
-    Atom name = None;
-    OpenGLWindow::Rect rect;
-};
-
-// The active monitors (XRandR 1.5); without them, the screen as one monitor named "screen".
-std::vector<MonitorArea> queryMonitors(Display* display)
-{
-    std::vector<MonitorArea> areas;
-    int eventBase = 0, errorBase = 0, major = 0, minor = 0;
-    if (XRRQueryExtension(display, &eventBase, &errorBase) && XRRQueryVersion(display, &major, &minor) &&
-        (major > 1 || (major == 1 && minor >= 5)))
-    {
-        int count = 0;
-        XRRMonitorInfo* monitors = XRRGetMonitors(display, DefaultRootWindow(display), True, &count);
-        for (int index = 0; monitors && index < count; ++index)
-        {
-            MonitorArea area;
-            area.name = monitors[index].name;
-            area.rect.left = monitors[index].x;
-            area.rect.top = monitors[index].y;
-            area.rect.right = monitors[index].x + monitors[index].width;
-            area.rect.bottom = monitors[index].y + monitors[index].height;
-            areas.push_back(area);
-        }
-        if (monitors)
-            XRRFreeMonitors(monitors);
-    }
-    if (areas.empty())
-    {
-        MonitorArea area;
-        area.name = XInternAtom(display, "screen", False);
-        area.rect.right = DisplayWidth(display, DefaultScreen(display));
-        area.rect.bottom = DisplayHeight(display, DefaultScreen(display));
-        areas.push_back(area);
-    }
-    return areas;
-}
 } // namespace
 
 namespace WindowBackend
@@ -780,7 +417,7 @@ WindowHandle createWindow(OpenGLWindow* owner, const std::string& title, WindowH
 
     // Without a fitting configuration the window is made with the default visual, and
     // setPixelFormat then fails, as SetPixelFormat would.
-    const GLXFBConfig config = chooseFrameBufferConfig(display, screen);
+    const GLXFBConfig config = X11::chooseFrameBufferConfig(display, screen);
     XVisualInfo* visualInfo = config ? glXGetVisualFromFBConfig(display, config) : nullptr;
     Visual* visual = visualInfo ? visualInfo->visual : DefaultVisual(display, screen);
     const int depth = visualInfo ? visualInfo->depth : DefaultDepth(display, screen);
@@ -794,16 +431,16 @@ WindowHandle createWindow(OpenGLWindow* owner, const std::string& title, WindowH
     attributes.border_pixel = 0;
     attributes.event_mask = KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | PointerMotionMask |
                             FocusChangeMask | StructureNotifyMask | ExposureMask;
-    const Window window =
-        XCreateWindow(display, root, initialLeft, initialTop, initialClientWidth, initialClientHeight, 0, depth,
-                      InputOutput, visual, CWColormap | CWBackPixel | CWBorderPixel | CWEventMask, &attributes);
+    const Window window = XCreateWindow(display, root, X11::initialLeft, X11::initialTop, X11::initialClientWidth,
+                                        X11::initialClientHeight, 0, depth, InputOutput, visual,
+                                        CWColormap | CWBackPixel | CWBorderPixel | CWEventMask, &attributes);
     if (trap.failed())
     {
         XFreeColormap(display, attributes.colormap);
         X11::releaseDisplay();
         return WindowHandle();
     }
-    describeWindow(display, window, title, parent);
+    X11::describeWindow(display, window, title, parent);
 
     WindowState& state = windows[window];
     state.owner = owner;
@@ -811,22 +448,14 @@ WindowHandle createWindow(OpenGLWindow* owner, const std::string& title, WindowH
     state.colormap = attributes.colormap;
     state.frameBufferConfig = config;
 
-    if (X11::windowManagerSupports(AtomName::NetRequestFrameExtents))
-    {
-        XEvent event = {};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = X11::atom(AtomName::NetRequestFrameExtents);
-        event.xclient.format = 32;
-        XSendEvent(display, root, False, SubstructureRedirectMask | SubstructureNotifyMask, &event);
-    }
+    X11::requestFrameExtents(window);
     XMapWindow(display, window);
-    waitUntilPlaced(display, window);
+    X11::waitUntilPlaced(display, window);
 
     // The placement made during creation is not reported: on Win32 it happens before the host
     // can listen.
     WindowState& placed = windows[window];
-    clientGeometry(window, placed.clientX, placed.clientY, placed.clientWidth, placed.clientHeight);
+    X11::clientGeometry(window, placed.clientX, placed.clientY, placed.clientWidth, placed.clientHeight);
     return window;
 }
 
@@ -896,7 +525,7 @@ void processMessages()
 
 OpenGLWindow::Rect windowRect(WindowHandle window)
 {
-    return findWindow(window) ? outerRect(window) : OpenGLWindow::Rect();
+    return findWindow(window) ? X11::outerRect(window) : OpenGLWindow::Rect();
 }
 
 OpenGLWindow::Rect clientRect(WindowHandle window)
@@ -904,7 +533,7 @@ OpenGLWindow::Rect clientRect(WindowHandle window)
     OpenGLWindow::Rect rect;
     int x = 0, y = 0;
     if (findWindow(window))
-        clientGeometry(window, x, y, rect.right, rect.bottom);
+        X11::clientGeometry(window, x, y, rect.right, rect.bottom);
     return rect;
 }
 
@@ -914,7 +543,7 @@ void moveWindow(WindowHandle window, int x, int y)
         return;
     XMoveWindow(connection(), window, x, y);
     carryOut(window, [&] {
-        const OpenGLWindow::Rect rect = outerRect(window);
+        const OpenGLWindow::Rect rect = X11::outerRect(window);
         return rect.left == x && rect.top == y;
     });
 }
@@ -923,24 +552,24 @@ void resizeWindow(WindowHandle window, int width, int height)
 {
     if (!findWindow(window))
         return;
-    const FrameExtents extents = frameExtents(window);
+    const X11::FrameExtents extents = X11::frameExtents(window);
     XResizeWindow(connection(), window, static_cast<unsigned int>(std::max(1, width - extents.left - extents.right)),
                   static_cast<unsigned int>(std::max(1, height - extents.top - extents.bottom)));
     carryOut(window, [&] {
-        const OpenGLWindow::Rect rect = outerRect(window);
+        const OpenGLWindow::Rect rect = X11::outerRect(window);
         return rect.right - rect.left == width && rect.bottom - rect.top == height;
     });
 }
 
 Eigen::Vector2i outerSizeForClient(int width, int height)
 {
-    return Eigen::Vector2i(width + framedExtents.left + framedExtents.right,
-                           height + framedExtents.top + framedExtents.bottom);
+    const X11::FrameExtents framed = X11::lastFrameExtents();
+    return Eigen::Vector2i(width + framed.left + framed.right, height + framed.top + framed.bottom);
 }
 
 bool isMaximized(WindowHandle window)
 {
-    return findWindow(window) && maximized(window);
+    return findWindow(window) && X11::maximized(window);
 }
 
 void restoreFromMaximized(WindowHandle window)
@@ -956,7 +585,7 @@ void maximize(WindowHandle window)
 void readStyles(WindowHandle window, int& style, int& exStyle)
 {
     // Bit 0: the window manager shows the window full screen. Nothing else is kept.
-    style = findWindow(window) && hasState(window, AtomName::NetWmStateFullscreen) ? 1 : 0;
+    style = findWindow(window) && X11::hasState(window, AtomName::NetWmStateFullscreen) ? 1 : 0;
     exStyle = 0;
 }
 
@@ -974,77 +603,21 @@ MonitorHandle monitorFromWindow(WindowHandle window)
 {
     if (!findWindow(window))
         return MonitorHandle();
-    const OpenGLWindow::Rect rect = outerRect(window);
-    const long long centreX = (static_cast<long long>(rect.left) + rect.right) / 2;
-    const long long centreY = (static_cast<long long>(rect.top) + rect.bottom) / 2;
-    // The monitor that contains the window's centre, else the nearest one to it.
-    MonitorHandle nearest = MonitorHandle();
-    long long nearestDistance = LLONG_MAX;
-    for (const MonitorArea& area : queryMonitors(connection()))
-    {
-        const long long dx = centreX < area.rect.left     ? area.rect.left - centreX
-                             : centreX >= area.rect.right ? centreX - area.rect.right + 1
-                                                          : 0;
-        const long long dy = centreY < area.rect.top       ? area.rect.top - centreY
-                             : centreY >= area.rect.bottom ? centreY - area.rect.bottom + 1
-                                                           : 0;
-        const long long distance = dx * dx + dy * dy;
-        if (distance < nearestDistance)
-        {
-            nearest = area.name;
-            nearestDistance = distance;
-        }
-    }
-    return nearest;
-}
-
-bool monitorRect(MonitorHandle monitor, OpenGLWindow::Rect& rect)
-{
-    Display* display = monitor ? X11::acquireDisplay() : nullptr;
-    if (!display)
-        return false;
-    bool found = false;
-    for (const MonitorArea& area : queryMonitors(display))
-        if (area.name == monitor)
-        {
-            rect = area.rect;
-            found = true;
-            break;
-        }
-    X11::releaseDisplay();
-    return found;
+    return X11::nearestMonitor(connection(), X11::outerRect(window));
 }
 
 void placeWindow(WindowHandle window, const OpenGLWindow::Rect& rect)
 {
     if (!findWindow(window))
         return;
-    const FrameExtents extents = frameExtents(window);
+    const X11::FrameExtents extents = X11::frameExtents(window);
     const int width = rect.right - rect.left, height = rect.bottom - rect.top;
     XMoveResizeWindow(connection(), window, rect.left, rect.top,
                       static_cast<unsigned int>(std::max(1, width - extents.left - extents.right)),
                       static_cast<unsigned int>(std::max(1, height - extents.top - extents.bottom)));
-    carryOut(window, [&] { return sameRect(outerRect(window), rect); });
+    carryOut(window, [&] { return X11::sameRect(X11::outerRect(window), rect); });
 }
 
-std::vector<OpenGLWindow::Monitor> enumerateMonitors()
-{
-    std::vector<OpenGLWindow::Monitor> monitors;
-    Display* display = X11::acquireDisplay();
-    if (!display)
-        return monitors;
-    for (const MonitorArea& area : queryMonitors(display))
-    {
-        OpenGLWindow::Monitor monitor;
-        monitor.handle = area.name;
-        // The bottom edge, not the top: the stored position is (left, bottom).
-        monitor.position = Eigen::Vector2i(area.rect.left, area.rect.bottom);
-        monitor.size = Eigen::Vector2i(area.rect.right - area.rect.left, area.rect.bottom - area.rect.top);
-        monitors.push_back(monitor);
-    }
-    X11::releaseDisplay();
-    return monitors;
-}
 } // namespace WindowBackend
 } // namespace OpenGL
 } // namespace Tavrin
