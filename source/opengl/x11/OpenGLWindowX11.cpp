@@ -4,7 +4,7 @@
 #include "../WindowBackend.h"
 
 #include "X11Connection.h"
-#include "X11Keyboard.h"
+#include "X11Events.h"
 #include "X11Monitors.h"
 #include "X11WindowManager.h"
 
@@ -14,7 +14,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -29,20 +28,10 @@ namespace
 using X11::AtomName;
 
 // Win32 message numbers and the values they carry.
-const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
-                   messageKillFocus = 0x0008, messagePaint = 0x000F, messageClose = 0x0010, messageNcDestroy = 0x0082,
-                   messageKeyDown = 0x0100, messageKeyUp = 0x0101, messageChar = 0x0102, messageSysKeyDown = 0x0104,
-                   messageSysKeyUp = 0x0105, messageSysChar = 0x0106, messageSysCommand = 0x0112,
-                   messageMouseMove = 0x0200, messageLeftButtonDown = 0x0201, messageLeftButtonUp = 0x0202,
-                   messageRightButtonDown = 0x0204, messageRightButtonUp = 0x0205, messageMiddleButtonDown = 0x0207,
-                   messageMiddleButtonUp = 0x0208, messageMouseWheel = 0x020A, messageExtraButtonDown = 0x020B,
-                   messageExtraButtonUp = 0x020C, messageMouseHorizontalWheel = 0x020E;
+const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageClose = 0x0010,
+                   messageNcDestroy = 0x0082, messageSysCommand = 0x0112;
 const unsigned long long systemCommandClose = 0xF060;
 const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
-const unsigned long long mouseLeft = 0x01, mouseRight = 0x02, mouseShift = 0x04, mouseControl = 0x08,
-                         mouseMiddle = 0x10, mouseExtra1 = 0x20, mouseExtra2 = 0x40;
-const unsigned int keyF4 = 0x73, keyF10 = 0x79;
-const int wheelDelta = 120;
 
 struct WindowState
 {
@@ -61,10 +50,9 @@ struct WindowState
 std::unordered_map<Window, WindowState> windows;
 // The live device-context records.
 std::unordered_set<X11DeviceContext*> deviceContexts;
-// Which keys are down, for the previous-state bit of key messages.
-bool keysDown[256] = {};
-// Buttons 8 and 9 held: the core event state has no masks for them.
-unsigned long long extraButtonsDown = 0;
+// What event translation keeps from one event to the next.
+X11::InputState input;
+
 Display* connection()
 {
     return X11::display();
@@ -74,13 +62,6 @@ WindowState* findWindow(Window window)
 {
     const auto entry = windows.find(window);
     return entry == windows.end() ? nullptr : &entry->second;
-}
-
-// MAKELPARAM: two 16-bit words, zero-extended as Win32 packs them.
-long long packWords(int low, int high)
-{
-    return static_cast<long long>((static_cast<unsigned long long>(static_cast<unsigned int>(high) & 0xFFFF) << 16) |
-                                  (static_cast<unsigned int>(low) & 0xFFFF));
 }
 
 // Hands a message to the window's object, as the Win32 window procedure does. Returns false when
@@ -156,154 +137,6 @@ void closeRequest(Window window)
     destroyNativeWindow(window); // default processing of WM_CLOSE
 }
 
-// The MK_* flags of the mouse buttons and modifiers in an event's state (the state before it).
-unsigned long long mouseKeys(unsigned int state)
-{
-    unsigned long long keys = extraButtonsDown;
-    if (state & Button1Mask)
-        keys |= mouseLeft;
-    if (state & Button2Mask)
-        keys |= mouseMiddle;
-    if (state & Button3Mask)
-        keys |= mouseRight;
-    if (state & ShiftMask)
-        keys |= mouseShift;
-    if (state & ControlMask)
-        keys |= mouseControl;
-    return keys;
-}
-
-void handleKey(XKeyEvent& event, bool pressed)
-{
-    const Window window = event.window;
-    if (!findWindow(window))
-        return;
-    KeySym symbol = XLookupKeysym(&event, 0);
-    // With Num Lock (Mod2) the keypad gives digits, as VK_NUMPAD0.. on Win32.
-    if (event.state & Mod2Mask)
-    {
-        const KeySym shifted = XLookupKeysym(&event, 1);
-        if ((shifted >= XK_KP_0 && shifted <= XK_KP_9) || shifted == XK_KP_Decimal || shifted == XK_KP_Separator)
-            symbol = shifted;
-    }
-    const unsigned int key = X11::virtualKey(symbol);
-    bool extended = false;
-    const unsigned int scan = X11::scanCode(event.keycode, extended);
-    const bool altKey = symbol == XK_Alt_L || symbol == XK_Alt_R || symbol == XK_Meta_L || symbol == XK_Meta_R;
-    // The state is the one before the event: Alt is held while it goes down, not after it is up.
-    const bool altHeld = pressed ? ((event.state & Mod1Mask) || altKey) : ((event.state & Mod1Mask) && !altKey);
-    const bool system = (altHeld && !(event.state & ControlMask)) || key == keyF10;
-
-    unsigned long long bits = 1 | (static_cast<unsigned long long>(scan & 0xFF) << 16);
-    if (extended)
-        bits |= 1ull << 24;
-    if (system && altHeld)
-        bits |= 1ull << 29;
-    const unsigned int code = event.keycode & 0xFF;
-    if (pressed)
-    {
-        if (keysDown[code])
-            bits |= 1ull << 30; // a repeat
-        keysDown[code] = true;
-    }
-    else
-    {
-        bits |= (1ull << 30) | (1ull << 31);
-        keysDown[code] = false;
-    }
-    const long long lParam = static_cast<long long>(bits);
-
-    if (!pressed)
-    {
-        send(window, system ? messageSysKeyUp : messageKeyUp, key, lParam);
-        return;
-    }
-    if (!send(window, system ? messageSysKeyDown : messageKeyDown, key, lParam))
-        return;
-
-    // The characters that TranslateMessage would post: Latin-1 from the key's string, or the
-    // code point of a Unicode key symbol (two UTF-16 units beyond the basic plane).
-    char buffer[32] = {};
-    KeySym looked = NoSymbol;
-    const int count = XLookupString(&event, buffer, sizeof buffer, &looked, nullptr);
-    std::vector<unsigned int> units;
-    const bool typesNothing = looked == XK_Delete || looked == XK_KP_Delete; // as on Win32
-    if (!typesNothing && count > 0)
-        for (int index = 0; index < count && index < static_cast<int>(sizeof buffer); ++index)
-            units.push_back(static_cast<unsigned char>(buffer[index]));
-    else if (!typesNothing && looked >= 0x01000100 && looked <= 0x0110FFFF)
-    {
-        const unsigned int point = static_cast<unsigned int>(looked - 0x01000000);
-        if (point < 0x10000)
-            units.push_back(point);
-        else
-        {
-            units.push_back(0xD800 + ((point - 0x10000) >> 10));
-            units.push_back(0xDC00 + ((point - 0x10000) & 0x3FF));
-        }
-    }
-    for (const unsigned int unit : units)
-        if (!send(window, system ? messageSysChar : messageChar, unit, lParam))
-            return;
-
-    // Default processing of Alt+F4: the system menu's Close command, which asks to close.
-    if (system && altHeld && key == keyF4 && send(window, messageSysCommand, systemCommandClose, 0))
-        closeRequest(window);
-}
-
-void handleButton(const XButtonEvent& event, bool pressed)
-{
-    const Window window = event.window;
-    if (!findWindow(window))
-        return;
-    const unsigned long long keys = mouseKeys(event.state);
-    if (event.button >= 4 && event.button <= 7)
-    {
-        // Wheel steps come as presses (and releases, ignored); their position is the screen's.
-        if (!pressed)
-            return;
-        const bool vertical = event.button <= 5;
-        const int delta = (event.button == 4 || event.button == 7) ? wheelDelta : -wheelDelta;
-        const unsigned long long wParam =
-            (static_cast<unsigned long long>(static_cast<unsigned short>(delta)) << 16) | keys;
-        send(window, vertical ? messageMouseWheel : messageMouseHorizontalWheel, wParam,
-             packWords(event.x_root, event.y_root));
-        return;
-    }
-    unsigned int message = 0;
-    unsigned long long button = 0, extra = 0;
-    switch (event.button)
-    {
-    case Button1:
-        message = pressed ? messageLeftButtonDown : messageLeftButtonUp;
-        button = mouseLeft;
-        break;
-    case Button2:
-        message = pressed ? messageMiddleButtonDown : messageMiddleButtonUp;
-        button = mouseMiddle;
-        break;
-    case Button3:
-        message = pressed ? messageRightButtonDown : messageRightButtonUp;
-        button = mouseRight;
-        break;
-    case 8:
-    case 9:
-        message = pressed ? messageExtraButtonDown : messageExtraButtonUp;
-        button = event.button == 8 ? mouseExtra1 : mouseExtra2;
-        extra = event.button == 8 ? 1 : 2;
-        if (pressed)
-            extraButtonsDown |= button;
-        else
-            extraButtonsDown &= ~button;
-        break;
-    default:
-        return;
-    }
-    // The flags tell the state after the event, as Win32's do.
-    const unsigned long long flags = pressed ? (keys | button) : (keys & ~button);
-    send(window, message, (extra << 16) | flags, packWords(event.x, event.y));
-}
-
 void handleConfigure(Window window)
 {
     WindowState* state = findWindow(window);
@@ -318,78 +151,94 @@ void handleConfigure(Window window)
     state->clientY = y;
     state->clientWidth = width;
     state->clientHeight = height;
-    if (moved && !send(window, messageMove, 0, packWords(x, y)))
+    if (moved && !send(window, messageMove, 0, X11::packWords(x, y)))
         return;
     if (resized)
-        send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored, packWords(width, height));
+        send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored, X11::packWords(width, height));
+}
+
+// Hands translated messages to the window's object in order, each followed by its default
+// processing; stops when the window is gone.
+void dispatch(Window window, const std::vector<X11::Message>& messages)
+{
+    for (const X11::Message& message : messages)
+    {
+        if (!send(window, message.message, message.wParam, message.lParam))
+            return;
+        // The system menu's Close command (Alt+F4) asks to close.
+        if (message.message == messageSysCommand && message.wParam == systemCommandClose)
+            closeRequest(window);
+    }
+}
+
+X11::KeyInput lookUpKey(XKeyEvent& event)
+{
+    X11::KeyInput key;
+    key.pressed = event.type == KeyPress;
+    key.keyCode = event.keycode;
+    key.state = event.state;
+    key.symbol = XLookupKeysym(&event, 0);
+    // With Num Lock (Mod2) the keypad gives digits, as VK_NUMPAD0.. on Win32.
+    if (event.state & Mod2Mask)
+    {
+        const KeySym shifted = XLookupKeysym(&event, 1);
+        if ((shifted >= XK_KP_0 && shifted <= XK_KP_9) || shifted == XK_KP_Decimal || shifted == XK_KP_Separator)
+            key.symbol = shifted;
+    }
+    if (key.pressed)
+    {
+        char buffer[32] = {};
+        const int count = XLookupString(&event, buffer, sizeof buffer, &key.typedSymbol, nullptr);
+        key.typed.assign(buffer, static_cast<std::size_t>(std::min(std::max(count, 0), int(sizeof buffer))));
+    }
+    return key;
 }
 
 void handleEvent(XEvent& event)
 {
+    const Window window = event.xany.window;
+    WindowState* state = findWindow(window);
+    if (!state)
+        return;
     switch (event.type)
     {
     case KeyPress:
     case KeyRelease:
-        handleKey(event.xkey, event.type == KeyPress);
-        break;
-    case ButtonPress:
-    case ButtonRelease:
-        handleButton(event.xbutton, event.type == ButtonPress);
-        break;
-    case MotionNotify:
-        send(event.xmotion.window, messageMouseMove, mouseKeys(event.xmotion.state),
-             packWords(event.xmotion.x, event.xmotion.y));
-        break;
-    case FocusIn:
-    case FocusOut:
-        // Focus moved for a keyboard grab (a window manager's key binding) is not a focus change.
-        if (event.xfocus.mode == NotifyGrab || event.xfocus.mode == NotifyUngrab ||
-            event.xfocus.detail == NotifyPointer || event.xfocus.detail == NotifyInferior)
-            break;
-        // Keys released while another window has the focus are not seen: none counts as down.
-        if (event.type == FocusOut)
-            std::fill(std::begin(keysDown), std::end(keysDown), false);
-        send(event.xfocus.window, event.type == FocusIn ? messageSetFocus : messageKillFocus, 0, 0);
-        break;
-    case Expose:
-        if (event.xexpose.count == 0)
-            send(event.xexpose.window, messagePaint, 0, 0);
+        dispatch(window, X11::translateKey(lookUpKey(event.xkey), input));
         break;
     case ConfigureNotify:
-        handleConfigure(event.xconfigure.window);
+        handleConfigure(window);
         break;
     case UnmapNotify:
-        if (WindowState* state = findWindow(event.xunmap.window))
-            if (!state->destroying && !state->minimized && X11::iconic(event.xunmap.window))
-            {
-                state->minimized = true;
-                send(event.xunmap.window, messageSize, sizeMinimized, 0);
-            }
+        if (!state->destroying && !state->minimized && X11::iconic(window))
+        {
+            state->minimized = true;
+            send(window, messageSize, sizeMinimized, 0);
+        }
         break;
     case MapNotify:
-        if (WindowState* state = findWindow(event.xmap.window))
-            if (state->minimized)
-            {
-                state->minimized = false;
-                send(event.xmap.window, messageSize, X11::maximized(event.xmap.window) ? sizeMaximized : sizeRestored,
-                     packWords(state->clientWidth, state->clientHeight));
-            }
+        if (state->minimized)
+        {
+            state->minimized = false;
+            send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored,
+                 X11::packWords(state->clientWidth, state->clientHeight));
+        }
         break;
     case DestroyNotify:
         // Destroyed by someone else (the host through its own connection): as DestroyWindow.
-        if (event.xdestroywindow.window == event.xdestroywindow.event)
-            destroyNativeWindow(event.xdestroywindow.window);
+        if (event.xdestroywindow.window == window)
+            destroyNativeWindow(window);
         break;
     case ClientMessage:
         if (event.xclient.message_type == X11::atom(AtomName::WmProtocols) && event.xclient.format == 32 &&
             static_cast<Atom>(event.xclient.data.l[0]) == X11::atom(AtomName::WmDeleteWindow))
-            closeRequest(event.xclient.window);
+            closeRequest(window);
         break;
     default:
+        dispatch(window, X11::translateEvent(event, input));
         break;
     }
 }
-
 } // namespace
 
 namespace WindowBackend
