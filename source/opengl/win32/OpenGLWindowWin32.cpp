@@ -134,7 +134,11 @@ void destroyWindow(WindowHandle window)
 
 void makeCurrent(DeviceContextHandle deviceContext, RenderContextHandle context)
 {
-    wglMakeCurrent(deviceContext, context);
+    // A failed wglMakeCurrent releases the thread's context; the device context of a destroyed
+    // window may still be accepted (Wine), so that case is released explicitly: nothing meant for
+    // a closed window is drawn into another one.
+    if (!WindowFromDC(deviceContext) || !wglMakeCurrent(deviceContext, context))
+        wglMakeCurrent(nullptr, nullptr);
 }
 
 void swapBuffers(DeviceContextHandle deviceContext)
