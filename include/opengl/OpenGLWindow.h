@@ -217,10 +217,13 @@ public:
     //   seen on a framed window. Move, size, maximise (_NET_WM_STATE_MAXIMIZED_VERT and _HORZ)
     //   and full screen (_NET_WM_STATE_FULLSCREEN, the window manager removing the frame; the
     //   full-screen flag is what the style word keeps) are requests that the window manager
-    //   carries out: each call waits up to 0.5 s for it, so that a getter called next sees the
+    //   carries out: each request waits for it, at most 0.5 s in all (full screen makes up to
+    //   three requests: restore, the state, the placement), so that a getter called next sees the
     //   result, and reports the resulting WM_MOVE and WM_SIZE before it returns, as SetWindowPos
     //   sends them (a later processMessages does not report them again). Without an EWMH window
-    //   manager the state hints are only recorded.
+    //   manager the state hints are only recorded. A request that the window manager refuses (a
+    //   size for a full-screen window, which it may keep over its monitor) takes the whole 0.5 s;
+    //   the window stays as the window manager keeps it, and the getters and messages say so.
     // - Monitors: XRandR's active monitors (XRRGetMonitors), handle = the monitor's name atom;
     //   without XRandR 1.5, the whole screen as one monitor named "screen". The window's monitor
     //   is the one containing its outer rectangle's centre, else the nearest to it.
@@ -230,7 +233,8 @@ public:
     /// Sets the outer size, frame included (position, z-order and activation kept).
     void setSize(const Eigen::Vector2i& size) const;
     /// Sets the outer size for which a framed overlapped window would have this client size;
-    /// the framed style is assumed even in full screen (the client area is then smaller).
+    /// the framed style is assumed even in full screen, where, without a frame, the client area
+    /// then ends up larger than asked (by the frame's size), or as the window manager keeps it.
     void setClientSize(const Eigen::Vector2i& size) const;
     /// The outer window's top-left corner in screen pixels.
     Eigen::Vector2i getPosition() const;
