@@ -284,8 +284,7 @@ private:
     DeviceContextHandle deviceContext;
     bool fullscreen;
     bool savedMaximized;
-    int savedStyle;
-    int savedExStyle;
+    SavedWindowState savedState;
     Rect savedRect;
     std::function<void(OpenGLWindow*)> onWindowClosed;
     std::function<void(OpenGLWindow*, unsigned long long)> onKeyDown;

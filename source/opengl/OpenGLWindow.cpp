@@ -36,12 +36,9 @@ public:
     bool isMaximized() override { return WindowBackend::isMaximized(window); }
     void restore() override { WindowBackend::restoreFromMaximized(window); }
     void maximize() override { WindowBackend::maximize(window); }
-    void readStyles(int& style, int& exStyle) override { WindowBackend::readStyles(window, style, exStyle); }
-    void writeStyles(int style, int exStyle) override { WindowBackend::writeStyles(window, style, exStyle); }
-    void writeBorderlessStyles(int style, int exStyle) override
-    {
-        WindowBackend::writeBorderlessStyles(window, style, exStyle);
-    }
+    SavedWindowState saveState() override { return WindowBackend::saveState(window); }
+    void restoreState(const SavedWindowState& saved) override { WindowBackend::restoreState(window, saved); }
+    void makeBorderless(const SavedWindowState& saved) override { WindowBackend::makeBorderless(window, saved); }
     OpenGLWindow::Rect windowRect() override { return WindowBackend::windowRect(window); }
     bool nearestMonitorRect(OpenGLWindow::Rect& rect) override
     {
@@ -86,7 +83,7 @@ Eigen::Vector2i sizeOf(const OpenGLWindow::Rect& rect)
 } // namespace
 
 OpenGLWindow::OpenGLWindow(const std::string& title, WindowHandle parent)
-    : windowHandle(), deviceContext(), fullscreen(false), savedMaximized(false), savedStyle(0), savedExStyle(0)
+    : windowHandle(), deviceContext(), fullscreen(false), savedMaximized(false), savedState()
 {
     // Every window gets a fresh context, which then serves all windows.
     renderContext = RenderContextHandle();
@@ -301,15 +298,13 @@ void OpenGLWindow::setFullscreen(bool on)
     WindowLogic::FullscreenState state;
     state.fullscreen = fullscreen;
     state.savedMaximized = savedMaximized;
-    state.savedStyle = savedStyle;
-    state.savedExStyle = savedExStyle;
+    state.savedState = savedState;
     state.savedRect = savedRect;
     BackendFullscreenOperations operations(windowHandle);
     WindowLogic::switchFullscreen(on, state, operations);
     fullscreen = state.fullscreen;
     savedMaximized = state.savedMaximized;
-    savedStyle = state.savedStyle;
-    savedExStyle = state.savedExStyle;
+    savedState = state.savedState;
     savedRect = state.savedRect;
 }
 

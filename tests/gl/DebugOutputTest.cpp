@@ -84,8 +84,8 @@ TEST_F(DebugOutputTest, AProvokedErrorUnderEachMechanism)
     enable(true);
     EXPECT_TRUE(glIsEnabled(GL_DEBUG_OUTPUT_SYNCHRONOUS));
     EXPECT_EQ(seen([] { glLineWidth(-1.0f); }), "|ERROR: GLDebug: API, Error, id N: GL_INVALID_VALUE in glLineWidth|");
-    EXPECT_EQ(seen(DebugOutput::throwPendingError) + seen(DebugOutput::throwPendingError),
-              "||GLCheck: Invalid value||");
+    const std::string first = seen(DebugOutput::throwPendingError); // the operands of + are unsequenced
+    EXPECT_EQ(first + seen(DebugOutput::throwPendingError), "||GLCheck: Invalid value||");
     EXPECT_EQ(
         seen([] { Texture2D().reserveStorage(0, Eigen::Vector2i(4, 4), GL_RGBA8); }),
         "|ERROR: GLDebug: API, Error, id N: GL_INVALID_VALUE in glTexStorage2D(levels < 1)|GLCheck: Invalid value");

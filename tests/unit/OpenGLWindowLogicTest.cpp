@@ -9,6 +9,7 @@
 using Eigen::Vector2i;
 using Tavrin::OpenGL::MonitorHandle;
 using Tavrin::OpenGL::OpenGLWindow;
+using Tavrin::OpenGL::SavedWindowState;
 using Rect = OpenGLWindow::Rect;
 namespace WindowLogic = Tavrin::OpenGL::WindowLogic;
 
@@ -29,12 +30,9 @@ struct RecordedWindow : WindowLogic::FullscreenOperations
     bool isMaximized() override { return maximized; }
     void restore() override { steps += "restore;", maximized = false; }
     void maximize() override { steps += "maximize;", maximized = true; }
-    void readStyles(int& style, int& exStyle) override { style = 0x14CF0000, exStyle = 0x300; }
-    void writeStyles(int style, int ex) override { steps += "styles " + std::to_string(style - ex) + ";"; }
-    void writeBorderlessStyles(int style, int ex) override
-    {
-        steps += "borderless " + std::to_string(style - ex) + ";";
-    }
+    SavedWindowState saveState() override { return steps += "save;", SavedWindowState(); }
+    void restoreState(const SavedWindowState&) override { steps += "restore state;"; }
+    void makeBorderless(const SavedWindowState&) override { steps += "borderless;"; }
     Rect windowRect() override { return maximized ? Rect{0, 0, 1280, 1024} : placement; }
     bool nearestMonitorRect(Rect& monitorRect) override { return monitorRect = {0, 0, 1280, 1024}, monitorKnown; }
     void place(const Rect& to) override { steps += "place " + std::to_string(to.left + to.bottom) + ";"; }
@@ -64,8 +62,8 @@ TEST(WindowLogic, FullscreenSavesOnEntryAndRestoresOnLeaving)
     // is restored first (its restored rectangle is saved) and maximised again after; without a
     // monitor rectangle it stays where it is.
     const std::tuple<bool, bool, std::string> cases[] = {
-        {false, true, "borderless 349109504;place 1024;styles 349109504;place 539;"},
-        {true, false, "restore;borderless 349109504;styles 349109504;place 539;maximize;"}};
+        {false, true, "save;borderless;place 1024;restore state;place 539;"},
+        {true, false, "restore;save;borderless;restore state;place 539;maximize;"}};
     WindowLogic::FullscreenState state;
     for (const auto& [maximized, monitorKnown, steps] : cases)
     {

@@ -5,8 +5,8 @@
 
 #include "X11Connection.h"
 #include "X11Events.h"
-#include "X11Monitors.h"
 #include "X11WindowManager.h"
+#include "X11Windows.h"
 
 #include <GL/glx.h>
 #include <X11/Xutil.h>
@@ -75,33 +75,6 @@ bool send(Window window, unsigned int message, unsigned long long wParam, long l
     return true;
 }
 
-void handleConfigure(Window window);
-
-// A placement request, carried out before it returns: Win32 sends WM_MOVE and WM_SIZE from
-// inside SetWindowPos, so the result is reported now, and the ConfigureNotify events still
-// queued find nothing new to tell.
-void carryOut(Window window, const std::function<bool()>& done)
-{
-    X11::waitForWindowManager(window, done);
-    handleConfigure(window);
-}
-
-void setMaximized(Window window, bool on)
-{
-    if (!findWindow(window) || X11::maximized(window) == on)
-        return;
-    X11::changeStates(window, on, AtomName::NetWmStateMaximizedVert, AtomName::NetWmStateMaximizedHorz);
-    carryOut(window, [&] { return X11::maximized(window) == on; });
-}
-
-void setFullscreenState(Window window, bool on)
-{
-    if (!findWindow(window) || X11::hasState(window, AtomName::NetWmStateFullscreen) == on)
-        return;
-    X11::changeStates(window, on, AtomName::NetWmStateFullscreen, AtomName::Count);
-    carryOut(window, [&] { return X11::hasState(window, AtomName::NetWmStateFullscreen) == on; });
-}
-
 // What default processing does after the object has seen a message: destroy the native window.
 // As DestroyWindow, the windows it owns go first, each completely; then WM_DESTROY and
 // WM_NCDESTROY reach the object.
@@ -137,7 +110,16 @@ void closeRequest(Window window)
     destroyNativeWindow(window); // default processing of WM_CLOSE
 }
 
-void handleConfigure(Window window)
+} // namespace
+
+namespace X11
+{
+bool isLiveWindow(Window window)
+{
+    return findWindow(window) != nullptr;
+}
+
+void reportPlacement(Window window)
 {
     WindowState* state = findWindow(window);
     if (!state)
@@ -156,6 +138,10 @@ void handleConfigure(Window window)
     if (resized)
         send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored, X11::packWords(width, height));
 }
+} // namespace X11
+
+namespace
+{
 
 // Hands translated messages to the window's object in order, each followed by its default
 // processing; stops when the window is gone.
@@ -207,7 +193,7 @@ void handleEvent(XEvent& event)
         dispatch(window, X11::translateKey(lookUpKey(event.xkey), input));
         break;
     case ConfigureNotify:
-        handleConfigure(window);
+        X11::reportPlacement(window);
         break;
     case UnmapNotify:
         if (!state->destroying && !state->minimized && X11::iconic(window))
@@ -370,101 +356,6 @@ void processMessages()
         XNextEvent(display, &event);
         handleEvent(event);
     }
-}
-
-OpenGLWindow::Rect windowRect(WindowHandle window)
-{
-    return findWindow(window) ? X11::outerRect(window) : OpenGLWindow::Rect();
-}
-
-OpenGLWindow::Rect clientRect(WindowHandle window)
-{
-    OpenGLWindow::Rect rect;
-    int x = 0, y = 0;
-    if (findWindow(window))
-        X11::clientGeometry(window, x, y, rect.right, rect.bottom);
-    return rect;
-}
-
-void moveWindow(WindowHandle window, int x, int y)
-{
-    if (!findWindow(window))
-        return;
-    XMoveWindow(connection(), window, x, y);
-    carryOut(window, [&] {
-        const OpenGLWindow::Rect rect = X11::outerRect(window);
-        return rect.left == x && rect.top == y;
-    });
-}
-
-void resizeWindow(WindowHandle window, int width, int height)
-{
-    if (!findWindow(window))
-        return;
-    const X11::FrameExtents extents = X11::frameExtents(window);
-    XResizeWindow(connection(), window, static_cast<unsigned int>(std::max(1, width - extents.left - extents.right)),
-                  static_cast<unsigned int>(std::max(1, height - extents.top - extents.bottom)));
-    carryOut(window, [&] {
-        const OpenGLWindow::Rect rect = X11::outerRect(window);
-        return rect.right - rect.left == width && rect.bottom - rect.top == height;
-    });
-}
-
-Eigen::Vector2i outerSizeForClient(int width, int height)
-{
-    const X11::FrameExtents framed = X11::lastFrameExtents();
-    return Eigen::Vector2i(width + framed.left + framed.right, height + framed.top + framed.bottom);
-}
-
-bool isMaximized(WindowHandle window)
-{
-    return findWindow(window) && X11::maximized(window);
-}
-
-void restoreFromMaximized(WindowHandle window)
-{
-    setMaximized(window, false);
-}
-
-void maximize(WindowHandle window)
-{
-    setMaximized(window, true);
-}
-
-void readStyles(WindowHandle window, int& style, int& exStyle)
-{
-    // Bit 0: the window manager shows the window full screen. Nothing else is kept.
-    style = findWindow(window) && X11::hasState(window, AtomName::NetWmStateFullscreen) ? 1 : 0;
-    exStyle = 0;
-}
-
-void writeStyles(WindowHandle window, int style, int)
-{
-    setFullscreenState(window, (style & 1) != 0);
-}
-
-void writeBorderlessStyles(WindowHandle window, int, int)
-{
-    setFullscreenState(window, true);
-}
-
-MonitorHandle monitorFromWindow(WindowHandle window)
-{
-    if (!findWindow(window))
-        return MonitorHandle();
-    return X11::nearestMonitor(connection(), X11::outerRect(window));
-}
-
-void placeWindow(WindowHandle window, const OpenGLWindow::Rect& rect)
-{
-    if (!findWindow(window))
-        return;
-    const X11::FrameExtents extents = X11::frameExtents(window);
-    const int width = rect.right - rect.left, height = rect.bottom - rect.top;
-    XMoveResizeWindow(connection(), window, rect.left, rect.top,
-                      static_cast<unsigned int>(std::max(1, width - extents.left - extents.right)),
-                      static_cast<unsigned int>(std::max(1, height - extents.top - extents.bottom)));
-    carryOut(window, [&] { return X11::sameRect(X11::outerRect(window), rect); });
 }
 
 } // namespace WindowBackend
