@@ -216,7 +216,7 @@ public:
     //   _NET_FRAME_EXTENTS (none without a window manager); setClientSize adds the frame last
     //   seen on a framed window. Move, size, maximise (_NET_WM_STATE_MAXIMIZED_VERT and _HORZ)
     //   and full screen (_NET_WM_STATE_FULLSCREEN, the window manager removing the frame; the
-    //   full-screen flag is what the style word keeps) are requests that the window manager
+    //   full-screen flag is what the saved state keeps) are requests that the window manager
     //   carries out: each request waits for it, at most 0.5 s in all (full screen makes up to
     //   three requests: restore, the state, the placement), so that a getter called next sees the
     //   result, and reports the resulting WM_MOVE and WM_SIZE before it returns, as SetWindowPos

@@ -52,8 +52,8 @@ private:
 
 // Calls the stored callback itself, so that a stateful one keeps its state, yet lets it replace
 // or clear itself while it runs: it is moved out for the call (its captures live until it
-// returns) and moved back unless something took its place meanwhile. A stand-in keeps the slot
-// meanwhile, through which messages sent during the call still reach the running callback.
+// returns) and moved back unless something took its place meanwhile. A stand-in holds the slot
+// during the call, so that messages sent from inside it still reach the running callback.
 template <typename... Arguments> void runStored(std::function<void(Arguments...)>& stored, Arguments... arguments)
 {
     using Callback = std::function<void(Arguments...)>;

@@ -3,8 +3,9 @@
 // Internal: the operations that a window-system back end supplies to OpenGLWindow. The portable
 // front end (OpenGLWindow.cpp) holds the logic: creation order and diagnostics, the shared
 // rendering context, dispatch to callbacks and handlers, presenting, the full-screen state
-// machine and the monitor arithmetic. A back end (win32/OpenGLWindowWin32.cpp,
-// x11/OpenGLWindowX11.cpp) only talks to its platform. Every operation is called on the thread
+// machine and the monitor arithmetic. A back end (win32/OpenGLWindowWin32.cpp; x11/: the windows
+// in OpenGLWindowX11.cpp, placement in X11Placement.cpp, monitors in X11Monitors.cpp) only talks
+// to its platform. Every operation is called on the thread
 // that created the window and must accept handles of a window that the platform has already
 // destroyed (after a default-processed close) without crashing; none is called with a null
 // window or device context except where said.
