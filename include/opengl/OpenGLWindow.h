@@ -93,9 +93,10 @@ public:
     /// Makes the shared rendering context current on this window's device context.
     /// Guard: does nothing when this window has no device context or no rendering context exists
     /// (on Win32 a null context would release the caller's current context; on X11 it is an
-    /// error). Since every constructor resets the shared context, a window whose creation failed
-    /// before its context was made leaves none: until the next successful construction,
-    /// makeCurrent, swap and presentTexture of every window do nothing.
+    /// error). On a window whose native window is gone, the thread's context is released, as a
+    /// failed wglMakeCurrent does: nothing meant for this window is drawn into another one. Since every constructor
+    /// resets the shared context, a window whose creation failed before its context was made leaves none: until the
+    /// next successful construction, makeCurrent, swap and presentTexture of every window do nothing.
     void makeCurrent() const;
 
     /// makeCurrent(), then presents the back buffer. Guard: does nothing in the cases where
@@ -139,6 +140,11 @@ public:
     /// Processes one message for this window (the window procedure calls it; a host may too):
     /// first at most one callback (WM_CLOSE/WM_QUIT: onWindowClosed; WM_KEYDOWN/WM_SYSKEYDOWN:
     /// onKeyDown), then every named handler, each called through a copy of its name and handler.
+    /// The callbacks are called as stored, so a mutable lambda or functor keeps its state from
+    /// one message to the next. Guard: a callback may replace or clear itself (or the other one)
+    /// while it runs; it finishes with its captures alive and the replacement takes the next
+    /// message. A message sent while it runs reaches the callback set at that moment (itself,
+    /// until replaced).
     /// Messages are observed, never consumed. Always returns 0. Exceptions of callbacks and
     /// handlers (std::bad_function_call for an empty handler) propagate.
     long long systemWindowProcInternal(unsigned int message, unsigned long long wParam, long long lParam);
@@ -159,7 +165,9 @@ public:
     //   handler installed before.
     // - Window: a top-level window mapped at creation; `parent` becomes its owner
     //   (WM_TRANSIENT_FOR), as Win32 makes an overlapped window with a parent an owned window;
-    //   a `parent` that is not a window fails with "Failed to create window.". The title goes to
+    //   a `parent` that is not a window fails with "Failed to create window.". Destroying a window
+    //   destroys the windows it owns first, as DestroyWindow does: each reports WM_DESTROY and
+    //   WM_NCDESTROY, and their objects are inert afterwards. The title goes to
     //   WM_NAME, to _NET_WM_NAME (as UTF-8; a title that is not UTF-8 is read as Latin-1) and,
     //   as the class name, to WM_CLASS. The display that cannot be opened also fails with
     //   "Failed to create window.".
@@ -192,9 +200,9 @@ public:
     //       +120 up or right, -120 down or left; screen x, y).
     //     MotionNotify -> WM_MOUSEMOVE 0x0200 (MK_*, client x, y).
     //     FocusIn/FocusOut (not those of keyboard grabs) -> WM_SETFOCUS 0x0007/WM_KILLFOCUS 0x0008.
-    //     ConfigureNotify -> WM_MOVE 0x0003 (0, client top-left in screen coordinates) when the
-    //       client area moved, then WM_SIZE 0x0005 (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client
-    //       width and height) when it changed size.
+    //     ConfigureNotify (and a placement call, before it returns) -> WM_MOVE 0x0003 (0, client
+    //       top-left in screen coordinates) when the client area moved, then WM_SIZE 0x0005
+    //       (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client width and height) when it changed size.
     //     Iconified (UnmapNotify with WM_STATE Iconic) -> WM_SIZE (SIZE_MINIMIZED 1, 0); mapped
     //       again -> WM_SIZE with the restored or maximised size.
     //     Expose (the last of a series) -> WM_PAINT 0x000F (0, 0).
@@ -208,9 +216,14 @@ public:
     //   _NET_FRAME_EXTENTS (none without a window manager); setClientSize adds the frame last
     //   seen on a framed window. Move, size, maximise (_NET_WM_STATE_MAXIMIZED_VERT and _HORZ)
     //   and full screen (_NET_WM_STATE_FULLSCREEN, the window manager removing the frame; the
-    //   full-screen flag is what the style word keeps) are requests that the window manager
-    //   carries out: each call waits up to 0.5 s for it, so that a getter called next sees the
-    //   result. Without an EWMH window manager the state hints are only recorded.
+    //   full-screen flag is what the saved state keeps) are requests that the window manager
+    //   carries out: each request waits for it, at most 0.5 s in all (full screen makes up to
+    //   three requests: restore, the state, the placement), so that a getter called next sees the
+    //   result, and reports the resulting WM_MOVE and WM_SIZE before it returns, as SetWindowPos
+    //   sends them (a later processMessages does not report them again). Without an EWMH window
+    //   manager the state hints are only recorded. A request that the window manager refuses (a
+    //   size for a full-screen window, which it may keep over its monitor) takes the whole 0.5 s;
+    //   the window stays as the window manager keeps it, and the getters and messages say so.
     // - Monitors: XRandR's active monitors (XRRGetMonitors), handle = the monitor's name atom;
     //   without XRandR 1.5, the whole screen as one monitor named "screen". The window's monitor
     //   is the one containing its outer rectangle's centre, else the nearest to it.
@@ -220,7 +233,8 @@ public:
     /// Sets the outer size, frame included (position, z-order and activation kept).
     void setSize(const Eigen::Vector2i& size) const;
     /// Sets the outer size for which a framed overlapped window would have this client size;
-    /// the framed style is assumed even in full screen (the client area is then smaller).
+    /// the framed style is assumed even in full screen, where, without a frame, the client area
+    /// then ends up larger than asked (by the frame's size), or as the window manager keeps it.
     void setClientSize(const Eigen::Vector2i& size) const;
     /// The outer window's top-left corner in screen pixels.
     Eigen::Vector2i getPosition() const;
@@ -270,8 +284,7 @@ private:
     DeviceContextHandle deviceContext;
     bool fullscreen;
     bool savedMaximized;
-    int savedStyle;
-    int savedExStyle;
+    SavedWindowState savedState;
     Rect savedRect;
     std::function<void(OpenGLWindow*)> onWindowClosed;
     std::function<void(OpenGLWindow*, unsigned long long)> onKeyDown;

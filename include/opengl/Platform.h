@@ -38,6 +38,13 @@ using DeviceContextHandle = HDC__*;
 using RenderContextHandle = HGLRC__*;
 /// A display monitor (HMONITOR).
 using MonitorHandle = HMONITOR__*;
+/// What entering full screen saves of a window for leaving it: its style words (GWL_STYLE,
+/// GWL_EXSTYLE).
+struct SavedWindowState
+{
+    int style = 0;
+    int exStyle = 0;
+};
 #else
 /// A native X11 window (XID). 0 means none.
 using WindowHandle = unsigned long;
@@ -57,6 +64,12 @@ using DeviceContextHandle = X11DeviceContext*;
 using RenderContextHandle = __GLXcontextRec*;
 /// A display monitor: its XRandR monitor name atom.
 using MonitorHandle = unsigned long;
+/// What entering full screen saves of a window for leaving it: whether the window manager
+/// showed it full screen already.
+struct SavedWindowState
+{
+    bool fullscreen = false;
+};
 #endif
 } // namespace OpenGL
 } // namespace Tavrin

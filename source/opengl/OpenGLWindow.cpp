@@ -36,12 +36,9 @@ public:
     bool isMaximized() override { return WindowBackend::isMaximized(window); }
     void restore() override { WindowBackend::restoreFromMaximized(window); }
     void maximize() override { WindowBackend::maximize(window); }
-    void readStyles(int& style, int& exStyle) override { WindowBackend::readStyles(window, style, exStyle); }
-    void writeStyles(int style, int exStyle) override { WindowBackend::writeStyles(window, style, exStyle); }
-    void writeBorderlessStyles(int style, int exStyle) override
-    {
-        WindowBackend::writeBorderlessStyles(window, style, exStyle);
-    }
+    SavedWindowState saveState() override { return WindowBackend::saveState(window); }
+    void restoreState(const SavedWindowState& saved) override { WindowBackend::restoreState(window, saved); }
+    void makeBorderless(const SavedWindowState& saved) override { WindowBackend::makeBorderless(window, saved); }
     OpenGLWindow::Rect windowRect() override { return WindowBackend::windowRect(window); }
     bool nearestMonitorRect(OpenGLWindow::Rect& rect) override
     {
@@ -53,6 +50,32 @@ private:
     WindowHandle window;
 };
 
+// Calls the stored callback itself, so that a stateful one keeps its state, yet lets it replace
+// or clear itself while it runs: it is moved out for the call (its captures live until it
+// returns) and moved back unless something took its place meanwhile. A stand-in holds the slot
+// during the call, so that messages sent from inside it still reach the running callback.
+template <typename... Arguments> void runStored(std::function<void(Arguments...)>& stored, Arguments... arguments)
+{
+    using Callback = std::function<void(Arguments...)>;
+    struct StandIn
+    {
+        Callback* running;
+        void operator()(Arguments... nested) const { (*running)(nested...); }
+    };
+    struct PutBack
+    {
+        Callback& stored;
+        Callback running;
+        ~PutBack()
+        {
+            if (stored.template target<StandIn>())
+                stored = std::move(running);
+        }
+    } putBack{stored, std::move(stored)};
+    stored = StandIn{&putBack.running};
+    putBack.running(arguments...);
+}
+
 Eigen::Vector2i sizeOf(const OpenGLWindow::Rect& rect)
 {
     return Eigen::Vector2i(rect.right - rect.left, rect.bottom - rect.top);
@@ -60,7 +83,7 @@ Eigen::Vector2i sizeOf(const OpenGLWindow::Rect& rect)
 } // namespace
 
 OpenGLWindow::OpenGLWindow(const std::string& title, WindowHandle parent)
-    : windowHandle(), deviceContext(), fullscreen(false), savedMaximized(false), savedStyle(0), savedExStyle(0)
+    : windowHandle(), deviceContext(), fullscreen(false), savedMaximized(false), savedState()
 {
     // Every window gets a fresh context, which then serves all windows.
     renderContext = RenderContextHandle();
@@ -191,23 +214,15 @@ void OpenGLWindow::removeMesageHandler(const std::string& name)
 
 long long OpenGLWindow::systemWindowProcInternal(unsigned int message, unsigned long long wParam, long long lParam)
 {
-    // Callbacks and handlers run through copies, so that one may replace or remove itself (or
-    // another) while it runs.
     if (message == messageClose || message == messageQuit)
     {
         if (onWindowClosed)
-        {
-            const auto callback = onWindowClosed;
-            callback(this);
-        }
+            runStored(onWindowClosed, this);
     }
     else if (message == messageKeyDown || message == messageSysKeyDown)
     {
         if (onKeyDown)
-        {
-            const auto callback = onKeyDown;
-            callback(this, wParam);
-        }
+            runStored(onKeyDown, this, wParam);
     }
     if (messageHandlers.empty())
         return 0;
@@ -283,15 +298,13 @@ void OpenGLWindow::setFullscreen(bool on)
     WindowLogic::FullscreenState state;
     state.fullscreen = fullscreen;
     state.savedMaximized = savedMaximized;
-    state.savedStyle = savedStyle;
-    state.savedExStyle = savedExStyle;
+    state.savedState = savedState;
     state.savedRect = savedRect;
     BackendFullscreenOperations operations(windowHandle);
     WindowLogic::switchFullscreen(on, state, operations);
     fullscreen = state.fullscreen;
     savedMaximized = state.savedMaximized;
-    savedStyle = state.savedStyle;
-    savedExStyle = state.savedExStyle;
+    savedState = state.savedState;
     savedRect = state.savedRect;
 }
 

@@ -3,8 +3,9 @@
 // Internal: the operations that a window-system back end supplies to OpenGLWindow. The portable
 // front end (OpenGLWindow.cpp) holds the logic: creation order and diagnostics, the shared
 // rendering context, dispatch to callbacks and handlers, presenting, the full-screen state
-// machine and the monitor arithmetic. A back end (win32/OpenGLWindowWin32.cpp,
-// x11/OpenGLWindowX11.cpp) only talks to its platform. Every operation is called on the thread
+// machine and the monitor arithmetic. A back end (win32/OpenGLWindowWin32.cpp; x11/: the windows
+// in OpenGLWindowX11.cpp, placement in X11Placement.cpp, monitors in X11Monitors.cpp) only talks
+// to its platform. Every operation is called on the thread
 // that created the window and must accept handles of a window that the platform has already
 // destroyed (after a default-processed close) without crashing; none is called with a null
 // window or device context except where said.
@@ -76,16 +77,16 @@ void restoreFromMaximized(WindowHandle window);
 /// Maximises the window.
 void maximize(WindowHandle window);
 
-/// The window's style words (Win32: GWL_STYLE, GWL_EXSTYLE); another back end may store any
-/// state that writeStyles and writeBorderlessStyles need in them.
-void readStyles(WindowHandle window, int& style, int& exStyle);
+/// What leaving full screen restores of the window, in the back end's own SavedWindowState
+/// (<opengl/Platform.h>).
+SavedWindowState saveState(WindowHandle window);
 
-/// Writes style words read by readStyles back.
-void writeStyles(WindowHandle window, int style, int exStyle);
+/// Puts back a state that saveState read.
+void restoreState(WindowHandle window, const SavedWindowState& saved);
 
-/// Writes the styles of the borderless full-screen window derived from the given ones
-/// (Win32: caption, sizing frame and edges removed).
-void writeBorderlessStyles(WindowHandle window, int style, int exStyle);
+/// Makes the window borderless for full screen, from the state saved just before (Win32:
+/// caption, sizing frame and edges removed from the saved styles).
+void makeBorderless(WindowHandle window, const SavedWindowState& saved);
 
 /// The monitor nearest to the window.
 MonitorHandle monitorFromWindow(WindowHandle window);

@@ -47,8 +47,7 @@ struct FullscreenState
 {
     bool fullscreen = false;
     bool savedMaximized = false;
-    int savedStyle = 0;
-    int savedExStyle = 0;
+    SavedWindowState savedState;
     OpenGLWindow::Rect savedRect;
 };
 
@@ -62,10 +61,10 @@ public:
     virtual void restore() = 0;
     /// Maximises the window (Win32: WM_SYSCOMMAND SC_MAXIMIZE).
     virtual void maximize() = 0;
-    virtual void readStyles(int& style, int& exStyle) = 0;
-    virtual void writeStyles(int style, int exStyle) = 0;
-    /// Writes the styles without caption and frames, derived from the given (saved) ones.
-    virtual void writeBorderlessStyles(int style, int exStyle) = 0;
+    virtual SavedWindowState saveState() = 0;
+    virtual void restoreState(const SavedWindowState& saved) = 0;
+    /// Removes caption and frames, from the state saved before.
+    virtual void makeBorderless(const SavedWindowState& saved) = 0;
     virtual OpenGLWindow::Rect windowRect() = 0;
     /// The whole rectangle of the monitor nearest to the window; false when it is not known.
     virtual bool nearestMonitorRect(OpenGLWindow::Rect& rect) = 0;
@@ -84,10 +83,10 @@ inline void switchFullscreen(bool on, FullscreenState& state, FullscreenOperatio
         state.savedMaximized = operations.isMaximized();
         if (state.savedMaximized)
             operations.restore(); // so the saved rectangle is the restored one
-        operations.readStyles(state.savedStyle, state.savedExStyle);
+        state.savedState = operations.saveState();
         state.savedRect = operations.windowRect();
         state.fullscreen = true;
-        operations.writeBorderlessStyles(state.savedStyle, state.savedExStyle);
+        operations.makeBorderless(state.savedState);
         OpenGLWindow::Rect monitor;
         if (operations.nearestMonitorRect(monitor))
             operations.place(monitor);
@@ -95,7 +94,7 @@ inline void switchFullscreen(bool on, FullscreenState& state, FullscreenOperatio
     else
     {
         state.fullscreen = false;
-        operations.writeStyles(state.savedStyle, state.savedExStyle);
+        operations.restoreState(state.savedState);
         operations.place(state.savedRect);
         if (state.savedMaximized)
             operations.maximize();

@@ -9,6 +9,7 @@
 using Eigen::Vector2i;
 using Tavrin::OpenGL::MonitorHandle;
 using Tavrin::OpenGL::OpenGLWindow;
+using Tavrin::OpenGL::SavedWindowState;
 using Rect = OpenGLWindow::Rect;
 namespace WindowLogic = Tavrin::OpenGL::WindowLogic;
 
@@ -29,12 +30,9 @@ struct RecordedWindow : WindowLogic::FullscreenOperations
     bool isMaximized() override { return maximized; }
     void restore() override { steps += "restore;", maximized = false; }
     void maximize() override { steps += "maximize;", maximized = true; }
-    void readStyles(int& style, int& exStyle) override { style = 0x14CF0000, exStyle = 0x300; }
-    void writeStyles(int style, int ex) override { steps += "styles " + std::to_string(style - ex) + ";"; }
-    void writeBorderlessStyles(int style, int ex) override
-    {
-        steps += "borderless " + std::to_string(style - ex) + ";";
-    }
+    SavedWindowState saveState() override { return steps += "save;", SavedWindowState(); }
+    void restoreState(const SavedWindowState&) override { steps += "restore state;"; }
+    void makeBorderless(const SavedWindowState&) override { steps += "borderless;"; }
     Rect windowRect() override { return maximized ? Rect{0, 0, 1280, 1024} : placement; }
     bool nearestMonitorRect(Rect& monitorRect) override { return monitorRect = {0, 0, 1280, 1024}, monitorKnown; }
     void place(const Rect& to) override { steps += "place " + std::to_string(to.left + to.bottom) + ";"; }
@@ -64,8 +62,8 @@ TEST(WindowLogic, FullscreenSavesOnEntryAndRestoresOnLeaving)
     // is restored first (its restored rectangle is saved) and maximised again after; without a
     // monitor rectangle it stays where it is.
     const std::tuple<bool, bool, std::string> cases[] = {
-        {false, true, "borderless 349109504;place 1024;styles 349109504;place 539;"},
-        {true, false, "restore;borderless 349109504;styles 349109504;place 539;maximize;"}};
+        {false, true, "save;borderless;place 1024;restore state;place 539;"},
+        {true, false, "restore;save;borderless;restore state;place 539;maximize;"}};
     WindowLogic::FullscreenState state;
     for (const auto& [maximized, monitorKnown, steps] : cases)
     {
@@ -96,7 +94,7 @@ TEST(WindowDispatch, CallbacksRunFirstThenEveryHandler)
                               window.getMonitorIndex()),
               std::make_tuple(Tavrin::OpenGL::WindowHandle(), Tavrin::OpenGL::DeviceContextHandle(), false, 0));
     EXPECT_EQ(window.getPosition() + window.getSize() + window.getClientSize(), Vector2i(0, 0));
-    std::string seen;
+    std::string seen, calls;
     const auto recorder = [&](const std::string& name) {
         return [&, name](OpenGLWindow* target, unsigned int message, unsigned long long wParam, long long lParam) {
             seen += name + (target == &window ? " " : " ? ") + std::to_string(message) + " " + std::to_string(wParam) +
@@ -124,6 +122,15 @@ TEST(WindowDispatch, CallbacksRunFirstThenEveryHandler)
         EXPECT_EQ(window.systemWindowProcInternal(message, wParam, lParam), 0);
         EXPECT_EQ(seen, expected);
     }
+
+    // Callbacks are called as stored (their state lasts); one replacing itself finishes with its captures alive.
+    window.setOnKeyDown([&, n = 0](OpenGLWindow*, unsigned long long) mutable { calls += std::to_string(++n); });
+    window.setOnWindowClosed([&, tail = std::string(" closed, its captures alive;")](OpenGLWindow* target) {
+        target->setOnWindowClosed([&](OpenGLWindow*) { calls += " next;"; }), calls += tail;
+    });
+    for (const unsigned int message : {0x100, 0x104, 0x10, 0x100, 0x12})
+        window.systemWindowProcInternal(message, 0, 0);
+    EXPECT_EQ(calls, "12 closed, its captures alive;3 next;");
 
     // Cleared callbacks and removed handlers (also later ones of the same dispatch) fire nothing.
     seen.clear();

@@ -134,7 +134,11 @@ void destroyWindow(WindowHandle window)
 
 void makeCurrent(DeviceContextHandle deviceContext, RenderContextHandle context)
 {
-    wglMakeCurrent(deviceContext, context);
+    // A failed wglMakeCurrent releases the thread's context; the device context of a destroyed
+    // window may still be accepted (Wine), so that case is released explicitly: nothing meant for
+    // a closed window is drawn into another one.
+    if (!WindowFromDC(deviceContext) || !wglMakeCurrent(deviceContext, context))
+        wglMakeCurrent(nullptr, nullptr);
 }
 
 void swapBuffers(DeviceContextHandle deviceContext)
@@ -198,24 +202,28 @@ void maximize(WindowHandle window)
     SendMessageW(window, WM_SYSCOMMAND, SC_MAXIMIZE, 0);
 }
 
-void readStyles(WindowHandle window, int& style, int& exStyle)
+SavedWindowState saveState(WindowHandle window)
 {
-    style = GetWindowLongW(window, GWL_STYLE);
-    exStyle = GetWindowLongW(window, GWL_EXSTYLE);
+    SavedWindowState saved;
+    saved.style = GetWindowLongW(window, GWL_STYLE);
+    saved.exStyle = GetWindowLongW(window, GWL_EXSTYLE);
+    return saved;
 }
 
-void writeStyles(WindowHandle window, int style, int exStyle)
+void restoreState(WindowHandle window, const SavedWindowState& saved)
 {
-    SetWindowLongW(window, GWL_STYLE, style);
-    SetWindowLongW(window, GWL_EXSTYLE, exStyle);
+    SetWindowLongW(window, GWL_STYLE, saved.style);
+    SetWindowLongW(window, GWL_EXSTYLE, saved.exStyle);
 }
 
-void writeBorderlessStyles(WindowHandle window, int style, int exStyle)
+void makeBorderless(WindowHandle window, const SavedWindowState& saved)
 {
     const unsigned int frame = WS_CAPTION | WS_THICKFRAME;
     const unsigned int edges = WS_EX_DLGMODALFRAME | WS_EX_WINDOWEDGE | WS_EX_CLIENTEDGE | WS_EX_STATICEDGE;
-    writeStyles(window, static_cast<int>(static_cast<unsigned int>(style) & ~frame),
-                static_cast<int>(static_cast<unsigned int>(exStyle) & ~edges));
+    SavedWindowState borderless;
+    borderless.style = static_cast<int>(static_cast<unsigned int>(saved.style) & ~frame);
+    borderless.exStyle = static_cast<int>(static_cast<unsigned int>(saved.exStyle) & ~edges);
+    restoreState(window, borderless);
 }
 
 MonitorHandle monitorFromWindow(WindowHandle window)

@@ -67,6 +67,56 @@ void destroyContexts(Display* display)
     }
     contexts.swap(kept);
 }
+
+__GLXFBConfigRec* chooseFrameBufferConfig(Display* display, int screen)
+{
+    int count = 0;
+    GLXFBConfig* configs = glXGetFBConfigs(display, screen, &count);
+    if (!configs)
+        return nullptr;
+    const int rootDepth = DefaultDepth(display, screen);
+    GLXFBConfig best = nullptr;
+    std::vector<int> bestKey;
+    for (int index = 0; index < count; ++index)
+    {
+        auto attribute = [&](int name) {
+            int value = 0;
+            glXGetFBConfigAttrib(display, configs[index], name, &value);
+            return value;
+        };
+        if (!(attribute(GLX_DRAWABLE_TYPE) & GLX_WINDOW_BIT) || !(attribute(GLX_RENDER_TYPE) & GLX_RGBA_BIT) ||
+            !attribute(GLX_DOUBLEBUFFER) || !attribute(GLX_X_RENDERABLE) || attribute(GLX_RED_SIZE) < 8 ||
+            attribute(GLX_GREEN_SIZE) < 8 || attribute(GLX_BLUE_SIZE) < 8)
+            continue;
+        XVisualInfo* visual = glXGetVisualFromFBConfig(display, configs[index]);
+        if (!visual)
+            continue;
+        const int visualDepth = visual->depth;
+        XFree(visual);
+        const int colourExcess = attribute(GLX_RED_SIZE) + attribute(GLX_GREEN_SIZE) + attribute(GLX_BLUE_SIZE) - 24;
+        const int accumulation = attribute(GLX_ACCUM_RED_SIZE) + attribute(GLX_ACCUM_GREEN_SIZE) +
+                                 attribute(GLX_ACCUM_BLUE_SIZE) + attribute(GLX_ACCUM_ALPHA_SIZE);
+        // Smaller is better, element by element.
+        const std::vector<int> key = {attribute(GLX_STEREO) ? 0 : 1,
+                                      attribute(GLX_CONFIG_CAVEAT) == GLX_NONE ? 0 : 1,
+                                      attribute(GLX_ALPHA_SIZE) == 8 ? 0 : 1,
+                                      attribute(GLX_DEPTH_SIZE),
+                                      attribute(GLX_STENCIL_SIZE),
+                                      accumulation,
+                                      attribute(GLX_AUX_BUFFERS),
+                                      attribute(GLX_SAMPLE_BUFFERS),
+                                      colourExcess,
+                                      visualDepth == rootDepth ? 0 : 1,
+                                      attribute(GLX_FBCONFIG_ID)};
+        if (!best || key < bestKey)
+        {
+            best = configs[index];
+            bestKey = key;
+        }
+    }
+    XFree(configs);
+    return best;
+}
 } // namespace X11
 } // namespace OpenGL
 } // namespace Tavrin

@@ -4,20 +4,17 @@
 #include "../WindowBackend.h"
 
 #include "X11Connection.h"
-#include "X11Keyboard.h"
+#include "X11Events.h"
+#include "X11WindowManager.h"
+#include "X11Windows.h"
 
 #include <GL/glx.h>
-#include <X11/Xatom.h>
 #include <X11/Xutil.h>
-#include <X11/extensions/Xrandr.h>
 #include <X11/keysym.h>
 
 #include <algorithm>
-#include <chrono>
-#include <climits>
-#include <iterator>
+#include <functional>
 #include <string>
-#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -31,28 +28,16 @@ namespace
 using X11::AtomName;
 
 // Win32 message numbers and the values they carry.
-const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
-                   messageKillFocus = 0x0008, messagePaint = 0x000F, messageClose = 0x0010, messageNcDestroy = 0x0082,
-                   messageKeyDown = 0x0100, messageKeyUp = 0x0101, messageChar = 0x0102, messageSysKeyDown = 0x0104,
-                   messageSysKeyUp = 0x0105, messageSysChar = 0x0106, messageSysCommand = 0x0112,
-                   messageMouseMove = 0x0200, messageLeftButtonDown = 0x0201, messageLeftButtonUp = 0x0202,
-                   messageRightButtonDown = 0x0204, messageRightButtonUp = 0x0205, messageMiddleButtonDown = 0x0207,
-                   messageMiddleButtonUp = 0x0208, messageMouseWheel = 0x020A, messageExtraButtonDown = 0x020B,
-                   messageExtraButtonUp = 0x020C, messageMouseHorizontalWheel = 0x020E;
+const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageClose = 0x0010,
+                   messageNcDestroy = 0x0082, messageSysCommand = 0x0112;
 const unsigned long long systemCommandClose = 0xF060;
 const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
-const unsigned long long mouseLeft = 0x01, mouseRight = 0x02, mouseShift = 0x04, mouseControl = 0x08,
-                         mouseMiddle = 0x10, mouseExtra1 = 0x20, mouseExtra2 = 0x40;
-const unsigned int keyF4 = 0x73, keyF10 = 0x79;
-const int wheelDelta = 120;
-
-const int initialLeft = 100, initialTop = 100, initialClientWidth = 400, initialClientHeight = 300;
-// How long a request waits for the window manager to carry it out.
-const int windowManagerTimeoutMilliseconds = 500;
 
 struct WindowState
 {
     OpenGLWindow* owner = nullptr;
+    // The window that owns this one (WM_TRANSIENT_FOR), destroyed with it.
+    Window ownedBy = None;
     Colormap colormap = None;
     GLXFBConfig frameBufferConfig = nullptr;
     // The client area last reported through WM_MOVE and WM_SIZE.
@@ -61,22 +46,12 @@ struct WindowState
     bool destroying = false;
 };
 
-struct FrameExtents
-{
-    int left = 0, right = 0, top = 0, bottom = 0;
-};
-
 // The live native windows made here; handles not in it are stale (or not ours) and ignored.
 std::unordered_map<Window, WindowState> windows;
 // The live device-context records.
 std::unordered_set<X11DeviceContext*> deviceContexts;
-// Which keys are down, for the previous-state bit of key messages.
-bool keysDown[256] = {};
-// Buttons 8 and 9 held: the core event state has no masks for them.
-unsigned long long extraButtonsDown = 0;
-// The frame that the window manager last put around a window (none before the first one):
-// the frame of "a framed window" for outerSizeForClient.
-FrameExtents framedExtents;
+// What event translation keeps from one event to the next.
+X11::InputState input;
 
 Display* connection()
 {
@@ -87,18 +62,6 @@ WindowState* findWindow(Window window)
 {
     const auto entry = windows.find(window);
     return entry == windows.end() ? nullptr : &entry->second;
-}
-
-// MAKELPARAM: two 16-bit words, zero-extended as Win32 packs them.
-long long packWords(int low, int high)
-{
-    return static_cast<long long>((static_cast<unsigned long long>(static_cast<unsigned int>(high) & 0xFFFF) << 16) |
-                                  (static_cast<unsigned int>(low) & 0xFFFF));
-}
-
-void sleepMilliseconds(int milliseconds)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 // Hands a message to the window's object, as the Win32 window procedure does. Returns false when
@@ -112,327 +75,21 @@ bool send(Window window, unsigned int message, unsigned long long wParam, long l
     return true;
 }
 
-// A 32-bit-format property; false when absent or of another type.
-bool readProperty(Window window, Atom property, Atom type, std::vector<unsigned long>& values)
-{
-    values.clear();
-    Atom actualType = None;
-    int format = 0;
-    unsigned long count = 0, remaining = 0;
-    unsigned char* data = nullptr;
-    const bool read = XGetWindowProperty(connection(), window, property, 0, 1024, False, type, &actualType, &format,
-                                         &count, &remaining, &data) == Success &&
-                      data && actualType == type && format == 32;
-    if (read)
-        values.assign(reinterpret_cast<unsigned long*>(data), reinterpret_cast<unsigned long*>(data) + count);
-    if (data)
-        XFree(data);
-    return read;
-}
-
-FrameExtents frameExtents(Window window)
-{
-    FrameExtents extents;
-    std::vector<unsigned long> values;
-    if (readProperty(window, X11::atom(AtomName::NetFrameExtents), XA_CARDINAL, values) && values.size() == 4)
-    {
-        extents.left = static_cast<int>(values[0]);
-        extents.right = static_cast<int>(values[1]);
-        extents.top = static_cast<int>(values[2]);
-        extents.bottom = static_cast<int>(values[3]);
-        if (extents.left || extents.right || extents.top || extents.bottom)
-            framedExtents = extents;
-    }
-    return extents;
-}
-
-bool frameExtentsKnown(Window window)
-{
-    std::vector<unsigned long> values;
-    return readProperty(window, X11::atom(AtomName::NetFrameExtents), XA_CARDINAL, values);
-}
-
-// The client area in root coordinates.
-bool clientGeometry(Window window, int& x, int& y, int& width, int& height)
-{
-    Window root = None, child = None;
-    int relativeX = 0, relativeY = 0;
-    unsigned int unsignedWidth = 0, unsignedHeight = 0, border = 0, depth = 0;
-    if (!XGetGeometry(connection(), window, &root, &relativeX, &relativeY, &unsignedWidth, &unsignedHeight, &border,
-                      &depth))
-        return false;
-    if (!XTranslateCoordinates(connection(), window, root, 0, 0, &x, &y, &child))
-        return false;
-    width = static_cast<int>(unsignedWidth);
-    height = static_cast<int>(unsignedHeight);
-    return true;
-}
-
-OpenGLWindow::Rect outerRect(Window window)
-{
-    OpenGLWindow::Rect rect;
-    int x = 0, y = 0, width = 0, height = 0;
-    if (!clientGeometry(window, x, y, width, height))
-        return rect;
-    const FrameExtents extents = frameExtents(window);
-    rect.left = x - extents.left;
-    rect.top = y - extents.top;
-    rect.right = x + width + extents.right;
-    rect.bottom = y + height + extents.bottom;
-    return rect;
-}
-
-bool sameRect(const OpenGLWindow::Rect& a, const OpenGLWindow::Rect& b)
-{
-    return a.left == b.left && a.top == b.top && a.right == b.right && a.bottom == b.bottom;
-}
-
-// Requests to a managed window are carried out by the window manager, later; a Win32 caller
-// expects them done on return. Without a window manager the server applies them at once.
-template <typename Done> void waitForWindowManager(Window window, Done done)
-{
-    XSync(connection(), False);
-    if (!X11::windowManagerRunning())
-        return;
-    for (int waited = 0; waited < windowManagerTimeoutMilliseconds && !done(); waited += 2)
-        sleepMilliseconds(2);
-    // A state change may be followed by the matching move or resize: wait until the rectangle
-    // holds still.
-    OpenGLWindow::Rect last = outerRect(window);
-    for (int waited = 0; waited < windowManagerTimeoutMilliseconds; waited += 8)
-    {
-        sleepMilliseconds(8);
-        const OpenGLWindow::Rect now = outerRect(window);
-        if (sameRect(now, last))
-            break;
-        last = now;
-    }
-}
-
-bool hasState(Window window, AtomName state)
-{
-    std::vector<unsigned long> values;
-    readProperty(window, X11::atom(AtomName::NetWmState), XA_ATOM, values);
-    return std::find(values.begin(), values.end(), X11::atom(state)) != values.end();
-}
-
-bool maximized(Window window)
-{
-    return hasState(window, AtomName::NetWmStateMaximizedVert) && hasState(window, AtomName::NetWmStateMaximizedHorz);
-}
-
-// Adds or removes _NET_WM_STATE entries: asked of the window manager when one handles them,
-// written directly otherwise (then only the recorded state changes).
-void changeStates(Window window, bool add, AtomName first, AtomName second)
-{
-    Display* display = connection();
-    if (X11::windowManagerSupports(AtomName::NetWmState))
-    {
-        XEvent event = {};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = X11::atom(AtomName::NetWmState);
-        event.xclient.format = 32;
-        event.xclient.data.l[0] = add ? 1 : 0;
-        event.xclient.data.l[1] = static_cast<long>(X11::atom(first));
-        event.xclient.data.l[2] = second == AtomName::Count ? 0 : static_cast<long>(X11::atom(second));
-        event.xclient.data.l[3] = 1; // a normal application asks
-        XSendEvent(display, DefaultRootWindow(display), False, SubstructureRedirectMask | SubstructureNotifyMask,
-                   &event);
-        return;
-    }
-    std::vector<unsigned long> values;
-    readProperty(window, X11::atom(AtomName::NetWmState), XA_ATOM, values);
-    for (const AtomName name : {first, second})
-    {
-        if (name == AtomName::Count)
-            continue;
-        const unsigned long value = X11::atom(name);
-        values.erase(std::remove(values.begin(), values.end(), value), values.end());
-        if (add)
-            values.push_back(value);
-    }
-    XChangeProperty(display, window, X11::atom(AtomName::NetWmState), XA_ATOM, 32, PropModeReplace,
-                    reinterpret_cast<const unsigned char*>(values.data()), static_cast<int>(values.size()));
-}
-
-void setMaximized(Window window, bool on)
-{
-    if (!findWindow(window) || maximized(window) == on)
-        return;
-    changeStates(window, on, AtomName::NetWmStateMaximizedVert, AtomName::NetWmStateMaximizedHorz);
-    waitForWindowManager(window, [&] { return maximized(window) == on; });
-}
-
-void setFullscreenState(Window window, bool on)
-{
-    if (!findWindow(window) || hasState(window, AtomName::NetWmStateFullscreen) == on)
-        return;
-    changeStates(window, on, AtomName::NetWmStateFullscreen, AtomName::Count);
-    waitForWindowManager(window, [&] { return hasState(window, AtomName::NetWmStateFullscreen) == on; });
-}
-
-// The frame-buffer configuration of every window: the same choice each time, so the one shared
-// context fits them all. Required: window drawable, RGBA, double buffer, at least 8 bits per
-// colour channel, a visual. Preferred, in this order: stereo, no caveat, 8 alpha bits, no
-// depth, stencil, accumulation, auxiliary or multisample buffers, exactly 8 bits per colour
-// channel, the root window's depth; then the lowest configuration id.
-GLXFBConfig chooseFrameBufferConfig(Display* display, int screen)
-{
-    int count = 0;
-    GLXFBConfig* configs = glXGetFBConfigs(display, screen, &count);
-    if (!configs)
-        return nullptr;
-    const int rootDepth = DefaultDepth(display, screen);
-    GLXFBConfig best = nullptr;
-    std::vector<int> bestKey;
-    for (int index = 0; index < count; ++index)
-    {
-        auto attribute = [&](int name) {
-            int value = 0;
-            glXGetFBConfigAttrib(display, configs[index], name, &value);
-            return value;
-        };
-        if (!(attribute(GLX_DRAWABLE_TYPE) & GLX_WINDOW_BIT) || !(attribute(GLX_RENDER_TYPE) & GLX_RGBA_BIT) ||
-            !attribute(GLX_DOUBLEBUFFER) || !attribute(GLX_X_RENDERABLE) || attribute(GLX_RED_SIZE) < 8 ||
-            attribute(GLX_GREEN_SIZE) < 8 || attribute(GLX_BLUE_SIZE) < 8)
-            continue;
-        XVisualInfo* visual = glXGetVisualFromFBConfig(display, configs[index]);
-        if (!visual)
-            continue;
-        const int visualDepth = visual->depth;
-        XFree(visual);
-        const int colourExcess = attribute(GLX_RED_SIZE) + attribute(GLX_GREEN_SIZE) + attribute(GLX_BLUE_SIZE) - 24;
-        const int accumulation = attribute(GLX_ACCUM_RED_SIZE) + attribute(GLX_ACCUM_GREEN_SIZE) +
-                                 attribute(GLX_ACCUM_BLUE_SIZE) + attribute(GLX_ACCUM_ALPHA_SIZE);
-        // Smaller is better, element by element.
-        const std::vector<int> key = {attribute(GLX_STEREO) ? 0 : 1,
-                                      attribute(GLX_CONFIG_CAVEAT) == GLX_NONE ? 0 : 1,
-                                      attribute(GLX_ALPHA_SIZE) == 8 ? 0 : 1,
-                                      attribute(GLX_DEPTH_SIZE),
-                                      attribute(GLX_STENCIL_SIZE),
-                                      accumulation,
-                                      attribute(GLX_AUX_BUFFERS),
-                                      attribute(GLX_SAMPLE_BUFFERS),
-                                      colourExcess,
-                                      visualDepth == rootDepth ? 0 : 1,
-                                      attribute(GLX_FBCONFIG_ID)};
-        if (!best || key < bestKey)
-        {
-            best = configs[index];
-            bestKey = key;
-        }
-    }
-    XFree(configs);
-    return best;
-}
-
-bool validUtf8(const std::string& text)
-{
-    for (std::size_t index = 0; index < text.size();)
-    {
-        const unsigned char lead = static_cast<unsigned char>(text[index]);
-        const std::size_t length = lead < 0x80           ? 1
-                                   : (lead >> 5) == 0x6  ? 2
-                                   : (lead >> 4) == 0xE  ? 3
-                                   : (lead >> 3) == 0x1E ? 4
-                                                         : 0;
-        if (length == 0 || index + length > text.size())
-            return false;
-        for (std::size_t next = 1; next < length; ++next)
-            if ((static_cast<unsigned char>(text[index + next]) >> 6) != 0x2)
-                return false;
-        index += length;
-    }
-    return true;
-}
-
-// The title for _NET_WM_NAME: as given when it is UTF-8, else its bytes read as Latin-1.
-std::string utf8Title(const std::string& title)
-{
-    if (validUtf8(title))
-        return title;
-    std::string converted;
-    for (const char byte : title)
-    {
-        const unsigned char code = static_cast<unsigned char>(byte);
-        if (code < 0x80)
-            converted.push_back(byte);
-        else
-        {
-            converted.push_back(static_cast<char>(0xC0 | (code >> 6)));
-            converted.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-        }
-    }
-    return converted;
-}
-
-void describeWindow(Display* display, Window window, const std::string& title, Window owner)
-{
-    XStoreName(display, window, title.c_str());
-    const std::string name = utf8Title(title);
-    XChangeProperty(display, window, X11::atom(AtomName::NetWmName), X11::atom(AtomName::Utf8String), 8,
-                    PropModeReplace, reinterpret_cast<const unsigned char*>(name.data()),
-                    static_cast<int>(name.size()));
-    // The title names the class, as the Win32 window class is named after it.
-    std::string className = title;
-    XClassHint classHint = {&className[0], &className[0]};
-    XSetClassHint(display, window, &classHint);
-
-    XSizeHints sizeHints = {};
-    sizeHints.flags = USPosition | PPosition | PSize | PWinGravity;
-    sizeHints.x = initialLeft;
-    sizeHints.y = initialTop;
-    sizeHints.width = initialClientWidth;
-    sizeHints.height = initialClientHeight;
-    sizeHints.win_gravity = NorthWestGravity; // a requested position is the frame's top-left corner
-    XSetWMNormalHints(display, window, &sizeHints);
-
-    XWMHints wmHints = {};
-    wmHints.flags = InputHint | StateHint;
-    wmHints.input = True;
-    wmHints.initial_state = NormalState;
-    XSetWMHints(display, window, &wmHints);
-
-    Atom protocols[] = {X11::atom(AtomName::WmDeleteWindow)};
-    XSetWMProtocols(display, window, protocols, 1);
-    if (owner)
-        XSetTransientForHint(display, window, owner);
-}
-
-// Waits until the window manager has framed and placed a new window, and puts the frame's
-// top-left corner at (100, 100) if the manager chose another place.
-void waitUntilPlaced(Display* display, Window window)
-{
-    XSync(display, False);
-    if (!X11::windowManagerRunning())
-        return;
-    auto mapped = [&] {
-        XWindowAttributes attributes = {};
-        return XGetWindowAttributes(display, window, &attributes) && attributes.map_state == IsViewable &&
-               (!X11::windowManagerSupports(AtomName::NetFrameExtents) || frameExtentsKnown(window));
-    };
-    for (int waited = 0; waited < windowManagerTimeoutMilliseconds && !mapped(); waited += 2)
-        sleepMilliseconds(2);
-    const OpenGLWindow::Rect rect = outerRect(window);
-    if (rect.left != initialLeft || rect.top != initialTop)
-    {
-        XMoveWindow(display, window, initialLeft, initialTop);
-        waitForWindowManager(window, [&] {
-            const OpenGLWindow::Rect now = outerRect(window);
-            return now.left == initialLeft && now.top == initialTop;
-        });
-    }
-}
-
-// What default processing does after the object has seen a message: destroy the native window
-// (WM_DESTROY and WM_NCDESTROY reach the object first, as DestroyWindow sends them).
+// What default processing does after the object has seen a message: destroy the native window.
+// As DestroyWindow, the windows it owns go first, each completely; then WM_DESTROY and
+// WM_NCDESTROY reach the object.
 void destroyNativeWindow(Window window)
 {
     WindowState* state = findWindow(window);
     if (!state || state->destroying)
         return;
     state->destroying = true;
+    std::vector<Window> owned;
+    for (const auto& entry : windows)
+        if (entry.second.ownedBy == window)
+            owned.push_back(entry.first);
+    for (const Window each : owned)
+        destroyNativeWindow(each);
     send(window, messageDestroy, 0, 0);
     send(window, messageNcDestroy, 0, 0);
     state = findWindow(window);
@@ -453,161 +110,22 @@ void closeRequest(Window window)
     destroyNativeWindow(window); // default processing of WM_CLOSE
 }
 
-// The MK_* flags of the mouse buttons and modifiers in an event's state (the state before it).
-unsigned long long mouseKeys(unsigned int state)
+} // namespace
+
+namespace X11
 {
-    unsigned long long keys = extraButtonsDown;
-    if (state & Button1Mask)
-        keys |= mouseLeft;
-    if (state & Button2Mask)
-        keys |= mouseMiddle;
-    if (state & Button3Mask)
-        keys |= mouseRight;
-    if (state & ShiftMask)
-        keys |= mouseShift;
-    if (state & ControlMask)
-        keys |= mouseControl;
-    return keys;
+bool isLiveWindow(Window window)
+{
+    return findWindow(window) != nullptr;
 }
 
-void handleKey(XKeyEvent& event, bool pressed)
-{
-    const Window window = event.window;
-    if (!findWindow(window))
-        return;
-    KeySym symbol = XLookupKeysym(&event, 0);
-    // With Num Lock (Mod2) the keypad gives digits, as VK_NUMPAD0.. on Win32.
-    if (event.state & Mod2Mask)
-    {
-        const KeySym shifted = XLookupKeysym(&event, 1);
-        if ((shifted >= XK_KP_0 && shifted <= XK_KP_9) || shifted == XK_KP_Decimal || shifted == XK_KP_Separator)
-            symbol = shifted;
-    }
-    const unsigned int key = X11::virtualKey(symbol);
-    bool extended = false;
-    const unsigned int scan = X11::scanCode(event.keycode, extended);
-    const bool altKey = symbol == XK_Alt_L || symbol == XK_Alt_R || symbol == XK_Meta_L || symbol == XK_Meta_R;
-    // The state is the one before the event: Alt is held while it goes down, not after it is up.
-    const bool altHeld = pressed ? ((event.state & Mod1Mask) || altKey) : ((event.state & Mod1Mask) && !altKey);
-    const bool system = (altHeld && !(event.state & ControlMask)) || key == keyF10;
-
-    unsigned long long bits = 1 | (static_cast<unsigned long long>(scan & 0xFF) << 16);
-    if (extended)
-        bits |= 1ull << 24;
-    if (system && altHeld)
-        bits |= 1ull << 29;
-    const unsigned int code = event.keycode & 0xFF;
-    if (pressed)
-    {
-        if (keysDown[code])
-            bits |= 1ull << 30; // a repeat
-        keysDown[code] = true;
-    }
-    else
-    {
-        bits |= (1ull << 30) | (1ull << 31);
-        keysDown[code] = false;
-    }
-    const long long lParam = static_cast<long long>(bits);
-
-    if (!pressed)
-    {
-        send(window, system ? messageSysKeyUp : messageKeyUp, key, lParam);
-        return;
-    }
-    if (!send(window, system ? messageSysKeyDown : messageKeyDown, key, lParam))
-        return;
-
-    // The characters that TranslateMessage would post: Latin-1 from the key's string, or the
-    // code point of a Unicode key symbol (two UTF-16 units beyond the basic plane).
-    char buffer[32] = {};
-    KeySym looked = NoSymbol;
-    const int count = XLookupString(&event, buffer, sizeof buffer, &looked, nullptr);
-    std::vector<unsigned int> units;
-    const bool typesNothing = looked == XK_Delete || looked == XK_KP_Delete; // as on Win32
-    if (!typesNothing && count > 0)
-        for (int index = 0; index < count && index < static_cast<int>(sizeof buffer); ++index)
-            units.push_back(static_cast<unsigned char>(buffer[index]));
-    else if (!typesNothing && looked >= 0x01000100 && looked <= 0x0110FFFF)
-    {
-        const unsigned int point = static_cast<unsigned int>(looked - 0x01000000);
-        if (point < 0x10000)
-            units.push_back(point);
-        else
-        {
-            units.push_back(0xD800 + ((point - 0x10000) >> 10));
-            units.push_back(0xDC00 + ((point - 0x10000) & 0x3FF));
-        }
-    }
-    for (const unsigned int unit : units)
-        if (!send(window, system ? messageSysChar : messageChar, unit, lParam))
-            return;
-
-    // Default processing of Alt+F4: the system menu's Close command, which asks to close.
-    if (system && altHeld && key == keyF4 && send(window, messageSysCommand, systemCommandClose, 0))
-        closeRequest(window);
-}
-
-void handleButton(const XButtonEvent& event, bool pressed)
-{
-    const Window window = event.window;
-    if (!findWindow(window))
-        return;
-    const unsigned long long keys = mouseKeys(event.state);
-    if (event.button >= 4 && event.button <= 7)
-    {
-        // Wheel steps come as presses (and releases, ignored); their position is the screen's.
-        if (!pressed)
-            return;
-        const bool vertical = event.button <= 5;
-        const int delta = (event.button == 4 || event.button == 7) ? wheelDelta : -wheelDelta;
-        const unsigned long long wParam =
-            (static_cast<unsigned long long>(static_cast<unsigned short>(delta)) << 16) | keys;
-        send(window, vertical ? messageMouseWheel : messageMouseHorizontalWheel, wParam,
-             packWords(event.x_root, event.y_root));
-        return;
-    }
-    unsigned int message = 0;
-    unsigned long long button = 0, extra = 0;
-    switch (event.button)
-    {
-    case Button1:
-        message = pressed ? messageLeftButtonDown : messageLeftButtonUp;
-        button = mouseLeft;
-        break;
-    case Button2:
-        message = pressed ? messageMiddleButtonDown : messageMiddleButtonUp;
-        button = mouseMiddle;
-        break;
-    case Button3:
-        message = pressed ? messageRightButtonDown : messageRightButtonUp;
-        button = mouseRight;
-        break;
-    case 8:
-    case 9:
-        message = pressed ? messageExtraButtonDown : messageExtraButtonUp;
-        button = event.button == 8 ? mouseExtra1 : mouseExtra2;
-        extra = event.button == 8 ? 1 : 2;
-        if (pressed)
-            extraButtonsDown |= button;
-        else
-            extraButtonsDown &= ~button;
-        break;
-    default:
-        return;
-    }
-    // The flags tell the state after the event, as Win32's do.
-    const unsigned long long flags = pressed ? (keys | button) : (keys & ~button);
-    send(window, message, (extra << 16) | flags, packWords(event.x, event.y));
-}
-
-void handleConfigure(Window window)
+void reportPlacement(Window window)
 {
     WindowState* state = findWindow(window);
     if (!state)
         return;
     int x = 0, y = 0, width = 0, height = 0;
-    if (!clientGeometry(window, x, y, width, height))
+    if (!X11::clientGeometry(window, x, y, width, height))
         return;
     const bool moved = x != state->clientX || y != state->clientY;
     const bool resized = width != state->clientWidth || height != state->clientHeight;
@@ -615,123 +133,97 @@ void handleConfigure(Window window)
     state->clientY = y;
     state->clientWidth = width;
     state->clientHeight = height;
-    if (moved && !send(window, messageMove, 0, packWords(x, y)))
+    if (moved && !send(window, messageMove, 0, X11::packWords(x, y)))
         return;
     if (resized)
-        send(window, messageSize, maximized(window) ? sizeMaximized : sizeRestored, packWords(width, height));
+        send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored, X11::packWords(width, height));
+}
+} // namespace X11
+
+namespace
+{
+
+// Hands translated messages to the window's object in order, each followed by its default
+// processing; stops when the window is gone.
+void dispatch(Window window, const std::vector<X11::Message>& messages)
+{
+    for (const X11::Message& message : messages)
+    {
+        if (!send(window, message.message, message.wParam, message.lParam))
+            return;
+        // The system menu's Close command (Alt+F4) asks to close.
+        if (message.message == messageSysCommand && message.wParam == systemCommandClose)
+            closeRequest(window);
+    }
 }
 
-bool iconic(Window window)
+X11::KeyInput lookUpKey(XKeyEvent& event)
 {
-    std::vector<unsigned long> values;
-    return readProperty(window, X11::atom(AtomName::WmState), X11::atom(AtomName::WmState), values) &&
-           !values.empty() && values[0] == IconicState;
+    X11::KeyInput key;
+    key.pressed = event.type == KeyPress;
+    key.keyCode = event.keycode;
+    key.state = event.state;
+    key.symbol = XLookupKeysym(&event, 0);
+    // With Num Lock (Mod2) the keypad gives digits, as VK_NUMPAD0.. on Win32.
+    if (event.state & Mod2Mask)
+    {
+        const KeySym shifted = XLookupKeysym(&event, 1);
+        if ((shifted >= XK_KP_0 && shifted <= XK_KP_9) || shifted == XK_KP_Decimal || shifted == XK_KP_Separator)
+            key.symbol = shifted;
+    }
+    if (key.pressed)
+    {
+        char buffer[32] = {};
+        const int count = XLookupString(&event, buffer, sizeof buffer, &key.typedSymbol, nullptr);
+        key.typed.assign(buffer, static_cast<std::size_t>(std::min(std::max(count, 0), int(sizeof buffer))));
+    }
+    return key;
 }
 
 void handleEvent(XEvent& event)
 {
+    const Window window = event.xany.window;
+    WindowState* state = findWindow(window);
+    if (!state)
+        return;
     switch (event.type)
     {
     case KeyPress:
     case KeyRelease:
-        handleKey(event.xkey, event.type == KeyPress);
-        break;
-    case ButtonPress:
-    case ButtonRelease:
-        handleButton(event.xbutton, event.type == ButtonPress);
-        break;
-    case MotionNotify:
-        send(event.xmotion.window, messageMouseMove, mouseKeys(event.xmotion.state),
-             packWords(event.xmotion.x, event.xmotion.y));
-        break;
-    case FocusIn:
-    case FocusOut:
-        // Focus moved for a keyboard grab (a window manager's key binding) is not a focus change.
-        if (event.xfocus.mode == NotifyGrab || event.xfocus.mode == NotifyUngrab ||
-            event.xfocus.detail == NotifyPointer || event.xfocus.detail == NotifyInferior)
-            break;
-        // Keys released while another window has the focus are not seen: none counts as down.
-        if (event.type == FocusOut)
-            std::fill(std::begin(keysDown), std::end(keysDown), false);
-        send(event.xfocus.window, event.type == FocusIn ? messageSetFocus : messageKillFocus, 0, 0);
-        break;
-    case Expose:
-        if (event.xexpose.count == 0)
-            send(event.xexpose.window, messagePaint, 0, 0);
+        dispatch(window, X11::translateKey(lookUpKey(event.xkey), input));
         break;
     case ConfigureNotify:
-        handleConfigure(event.xconfigure.window);
+        X11::reportPlacement(window);
         break;
     case UnmapNotify:
-        if (WindowState* state = findWindow(event.xunmap.window))
-            if (!state->destroying && !state->minimized && iconic(event.xunmap.window))
-            {
-                state->minimized = true;
-                send(event.xunmap.window, messageSize, sizeMinimized, 0);
-            }
+        if (!state->destroying && !state->minimized && X11::iconic(window))
+        {
+            state->minimized = true;
+            send(window, messageSize, sizeMinimized, 0);
+        }
         break;
     case MapNotify:
-        if (WindowState* state = findWindow(event.xmap.window))
-            if (state->minimized)
-            {
-                state->minimized = false;
-                send(event.xmap.window, messageSize, maximized(event.xmap.window) ? sizeMaximized : sizeRestored,
-                     packWords(state->clientWidth, state->clientHeight));
-            }
+        if (state->minimized)
+        {
+            state->minimized = false;
+            send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored,
+                 X11::packWords(state->clientWidth, state->clientHeight));
+        }
         break;
     case DestroyNotify:
         // Destroyed by someone else (the host through its own connection): as DestroyWindow.
-        if (event.xdestroywindow.window == event.xdestroywindow.event)
-            destroyNativeWindow(event.xdestroywindow.window);
+        if (event.xdestroywindow.window == window)
+            destroyNativeWindow(window);
         break;
     case ClientMessage:
         if (event.xclient.message_type == X11::atom(AtomName::WmProtocols) && event.xclient.format == 32 &&
             static_cast<Atom>(event.xclient.data.l[0]) == X11::atom(AtomName::WmDeleteWindow))
-            closeRequest(event.xclient.window);
+            closeRequest(window);
         break;
     default:
+        dispatch(window, X11::translateEvent(event, input));
         break;
     }
-}
-
-struct MonitorArea
-{
-    Atom name = None;
-    OpenGLWindow::Rect rect;
-};
-
-// The active monitors (XRandR 1.5); without them, the screen as one monitor named "screen".
-std::vector<MonitorArea> queryMonitors(Display* display)
-{
-    std::vector<MonitorArea> areas;
-    int eventBase = 0, errorBase = 0, major = 0, minor = 0;
-    if (XRRQueryExtension(display, &eventBase, &errorBase) && XRRQueryVersion(display, &major, &minor) &&
-        (major > 1 || (major == 1 && minor >= 5)))
-    {
-        int count = 0;
-        XRRMonitorInfo* monitors = XRRGetMonitors(display, DefaultRootWindow(display), True, &count);
-        for (int index = 0; monitors && index < count; ++index)
-        {
-            MonitorArea area;
-            area.name = monitors[index].name;
-            area.rect.left = monitors[index].x;
-            area.rect.top = monitors[index].y;
-            area.rect.right = monitors[index].x + monitors[index].width;
-            area.rect.bottom = monitors[index].y + monitors[index].height;
-            areas.push_back(area);
-        }
-        if (monitors)
-            XRRFreeMonitors(monitors);
-    }
-    if (areas.empty())
-    {
-        MonitorArea area;
-        area.name = XInternAtom(display, "screen", False);
-        area.rect.right = DisplayWidth(display, DefaultScreen(display));
-        area.rect.bottom = DisplayHeight(display, DefaultScreen(display));
-        areas.push_back(area);
-    }
-    return areas;
 }
 } // namespace
 
@@ -760,7 +252,7 @@ WindowHandle createWindow(OpenGLWindow* owner, const std::string& title, WindowH
 
     // Without a fitting configuration the window is made with the default visual, and
     // setPixelFormat then fails, as SetPixelFormat would.
-    const GLXFBConfig config = chooseFrameBufferConfig(display, screen);
+    const GLXFBConfig config = X11::chooseFrameBufferConfig(display, screen);
     XVisualInfo* visualInfo = config ? glXGetVisualFromFBConfig(display, config) : nullptr;
     Visual* visual = visualInfo ? visualInfo->visual : DefaultVisual(display, screen);
     const int depth = visualInfo ? visualInfo->depth : DefaultDepth(display, screen);
@@ -774,38 +266,31 @@ WindowHandle createWindow(OpenGLWindow* owner, const std::string& title, WindowH
     attributes.border_pixel = 0;
     attributes.event_mask = KeyPressMask | KeyReleaseMask | ButtonPressMask | ButtonReleaseMask | PointerMotionMask |
                             FocusChangeMask | StructureNotifyMask | ExposureMask;
-    const Window window =
-        XCreateWindow(display, root, initialLeft, initialTop, initialClientWidth, initialClientHeight, 0, depth,
-                      InputOutput, visual, CWColormap | CWBackPixel | CWBorderPixel | CWEventMask, &attributes);
+    const Window window = XCreateWindow(display, root, X11::initialLeft, X11::initialTop, X11::initialClientWidth,
+                                        X11::initialClientHeight, 0, depth, InputOutput, visual,
+                                        CWColormap | CWBackPixel | CWBorderPixel | CWEventMask, &attributes);
     if (trap.failed())
     {
         XFreeColormap(display, attributes.colormap);
         X11::releaseDisplay();
         return WindowHandle();
     }
-    describeWindow(display, window, title, parent);
+    X11::describeWindow(display, window, title, parent);
 
     WindowState& state = windows[window];
     state.owner = owner;
+    state.ownedBy = parent;
     state.colormap = attributes.colormap;
     state.frameBufferConfig = config;
 
-    if (X11::windowManagerSupports(AtomName::NetRequestFrameExtents))
-    {
-        XEvent event = {};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = X11::atom(AtomName::NetRequestFrameExtents);
-        event.xclient.format = 32;
-        XSendEvent(display, root, False, SubstructureRedirectMask | SubstructureNotifyMask, &event);
-    }
+    X11::requestFrameExtents(window);
     XMapWindow(display, window);
-    waitUntilPlaced(display, window);
+    X11::waitUntilPlaced(display, window);
 
     // The placement made during creation is not reported: on Win32 it happens before the host
     // can listen.
     WindowState& placed = windows[window];
-    clientGeometry(window, placed.clientX, placed.clientY, placed.clientWidth, placed.clientHeight);
+    X11::clientGeometry(window, placed.clientX, placed.clientY, placed.clientWidth, placed.clientHeight);
     return window;
 }
 
@@ -846,9 +331,12 @@ void destroyWindow(WindowHandle window)
 
 void makeCurrent(DeviceContextHandle deviceContext, RenderContextHandle context)
 {
-    // A drawable that is gone cannot be made current (wglMakeCurrent fails likewise).
     if (deviceContexts.count(deviceContext) && findWindow(deviceContext->drawable))
         glXMakeContextCurrent(deviceContext->display, deviceContext->drawable, deviceContext->drawable, context);
+    else if (Display* display = connection())
+        // A drawable that is gone cannot be made current; as a failed wglMakeCurrent, release the
+        // thread's context so that drawing meant for this window lands in no other one.
+        glXMakeContextCurrent(display, None, None, nullptr);
 }
 
 void swapBuffers(DeviceContextHandle deviceContext)
@@ -870,157 +358,6 @@ void processMessages()
     }
 }
 
-OpenGLWindow::Rect windowRect(WindowHandle window)
-{
-    return findWindow(window) ? outerRect(window) : OpenGLWindow::Rect();
-}
-
-OpenGLWindow::Rect clientRect(WindowHandle window)
-{
-    OpenGLWindow::Rect rect;
-    int x = 0, y = 0;
-    if (findWindow(window))
-        clientGeometry(window, x, y, rect.right, rect.bottom);
-    return rect;
-}
-
-void moveWindow(WindowHandle window, int x, int y)
-{
-    if (!findWindow(window))
-        return;
-    XMoveWindow(connection(), window, x, y);
-    waitForWindowManager(window, [&] {
-        const OpenGLWindow::Rect rect = outerRect(window);
-        return rect.left == x && rect.top == y;
-    });
-}
-
-void resizeWindow(WindowHandle window, int width, int height)
-{
-    if (!findWindow(window))
-        return;
-    const FrameExtents extents = frameExtents(window);
-    XResizeWindow(connection(), window, static_cast<unsigned int>(std::max(1, width - extents.left - extents.right)),
-                  static_cast<unsigned int>(std::max(1, height - extents.top - extents.bottom)));
-    waitForWindowManager(window, [&] {
-        const OpenGLWindow::Rect rect = outerRect(window);
-        return rect.right - rect.left == width && rect.bottom - rect.top == height;
-    });
-}
-
-Eigen::Vector2i outerSizeForClient(int width, int height)
-{
-    return Eigen::Vector2i(width + framedExtents.left + framedExtents.right,
-                           height + framedExtents.top + framedExtents.bottom);
-}
-
-bool isMaximized(WindowHandle window)
-{
-    return findWindow(window) && maximized(window);
-}
-
-void restoreFromMaximized(WindowHandle window)
-{
-    setMaximized(window, false);
-}
-
-void maximize(WindowHandle window)
-{
-    setMaximized(window, true);
-}
-
-void readStyles(WindowHandle window, int& style, int& exStyle)
-{
-    // Bit 0: the window manager shows the window full screen. Nothing else is kept.
-    style = findWindow(window) && hasState(window, AtomName::NetWmStateFullscreen) ? 1 : 0;
-    exStyle = 0;
-}
-
-void writeStyles(WindowHandle window, int style, int)
-{
-    setFullscreenState(window, (style & 1) != 0);
-}
-
-void writeBorderlessStyles(WindowHandle window, int, int)
-{
-    setFullscreenState(window, true);
-}
-
-MonitorHandle monitorFromWindow(WindowHandle window)
-{
-    if (!findWindow(window))
-        return MonitorHandle();
-    const OpenGLWindow::Rect rect = outerRect(window);
-    const long long centreX = (static_cast<long long>(rect.left) + rect.right) / 2;
-    const long long centreY = (static_cast<long long>(rect.top) + rect.bottom) / 2;
-    // The monitor that contains the window's centre, else the nearest one to it.
-    MonitorHandle nearest = MonitorHandle();
-    long long nearestDistance = LLONG_MAX;
-    for (const MonitorArea& area : queryMonitors(connection()))
-    {
-        const long long dx = centreX < area.rect.left     ? area.rect.left - centreX
-                             : centreX >= area.rect.right ? centreX - area.rect.right + 1
-                                                          : 0;
-        const long long dy = centreY < area.rect.top       ? area.rect.top - centreY
-                             : centreY >= area.rect.bottom ? centreY - area.rect.bottom + 1
-                                                           : 0;
-        const long long distance = dx * dx + dy * dy;
-        if (distance < nearestDistance)
-        {
-            nearest = area.name;
-            nearestDistance = distance;
-        }
-    }
-    return nearest;
-}
-
-bool monitorRect(MonitorHandle monitor, OpenGLWindow::Rect& rect)
-{
-    Display* display = monitor ? X11::acquireDisplay() : nullptr;
-    if (!display)
-        return false;
-    bool found = false;
-    for (const MonitorArea& area : queryMonitors(display))
-        if (area.name == monitor)
-        {
-            rect = area.rect;
-            found = true;
-            break;
-        }
-    X11::releaseDisplay();
-    return found;
-}
-
-void placeWindow(WindowHandle window, const OpenGLWindow::Rect& rect)
-{
-    if (!findWindow(window))
-        return;
-    const FrameExtents extents = frameExtents(window);
-    const int width = rect.right - rect.left, height = rect.bottom - rect.top;
-    XMoveResizeWindow(connection(), window, rect.left, rect.top,
-                      static_cast<unsigned int>(std::max(1, width - extents.left - extents.right)),
-                      static_cast<unsigned int>(std::max(1, height - extents.top - extents.bottom)));
-    waitForWindowManager(window, [&] { return sameRect(outerRect(window), rect); });
-}
-
-std::vector<OpenGLWindow::Monitor> enumerateMonitors()
-{
-    std::vector<OpenGLWindow::Monitor> monitors;
-    Display* display = X11::acquireDisplay();
-    if (!display)
-        return monitors;
-    for (const MonitorArea& area : queryMonitors(display))
-    {
-        OpenGLWindow::Monitor monitor;
-        monitor.handle = area.name;
-        // The bottom edge, not the top: the stored position is (left, bottom).
-        monitor.position = Eigen::Vector2i(area.rect.left, area.rect.bottom);
-        monitor.size = Eigen::Vector2i(area.rect.right - area.rect.left, area.rect.bottom - area.rect.top);
-        monitors.push_back(monitor);
-    }
-    X11::releaseDisplay();
-    return monitors;
-}
 } // namespace WindowBackend
 } // namespace OpenGL
 } // namespace Tavrin

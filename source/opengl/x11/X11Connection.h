@@ -15,6 +15,8 @@
 
 #include <X11/Xlib.h>
 
+struct __GLXFBConfigRec;
+
 namespace Tavrin
 {
 namespace OpenGL
@@ -76,6 +78,14 @@ public:
 private:
     unsigned long errorsBefore;
 };
+
+/// The GLX frame-buffer configuration of every window (defined beside getContext): the same
+/// choice each time, so the one shared context fits them all. Required: window drawable, RGBA,
+/// double buffer, at least 8 bits per colour channel, a visual. Preferred, in this order: stereo,
+/// no caveat, 8 alpha bits, no depth, stencil, accumulation, auxiliary or multisample buffers,
+/// exactly 8 bits per colour channel, the root window's depth; then the lowest configuration id.
+/// Null when none fits.
+__GLXFBConfigRec* chooseFrameBufferConfig(Display* display, int screen);
 
 /// Releases the current context when it is one of `display`, and destroys every context that
 /// OpenGLContext::getContext made on `display` (defined beside getContext).
