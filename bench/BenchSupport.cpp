@@ -86,12 +86,11 @@ void printRow(const Ratio& ratio, int rounds)
         // Library and baseline alternate, each going first in every other round, so that load from
         // elsewhere and slow drift fall on both alike.
         double a = 0.0, b = 0.0;
-        if (round % 2 == 0)
-            a = measure(ratio.library, ratio.clock, libraryUnit),
-            b = measure(ratio.baseline, ratio.clock, baselineUnit);
-        else
-            b = measure(ratio.baseline, ratio.clock, baselineUnit),
-            a = measure(ratio.library, ratio.clock, libraryUnit);
+        for (int side = 0; side < 2; ++side)
+            if ((side == 0) == (round % 2 == 0))
+                a = measure(ratio.library, ratio.clock, libraryUnit);
+            else
+                b = measure(ratio.baseline, ratio.clock, baselineUnit);
         if (a <= 0.0 || b <= 0.0)
         {
             std::printf("%-80s %s\n", ratio.label.c_str(), "not run");
@@ -117,11 +116,11 @@ void printRow(const Ratio& ratio, int rounds)
 std::string takeOption(std::vector<char*>& arguments, const std::string& name, const std::string& fallback)
 {
     const std::string prefix = "--" + name + "=";
-    for (auto argument = arguments.begin() + 1; argument != arguments.end(); ++argument)
-        if (std::string(*argument).rfind(prefix, 0) == 0)
+    for (std::size_t i = 1; i < arguments.size(); ++i)
+        if (std::string(arguments[i]).rfind(prefix, 0) == 0)
         {
-            const std::string value = std::string(*argument).substr(prefix.size());
-            arguments.erase(argument);
+            const std::string value = std::string(arguments[i]).substr(prefix.size());
+            arguments.erase(arguments.begin() + std::ptrdiff_t(i));
             return value;
         }
     return fallback;
