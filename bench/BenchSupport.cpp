@@ -1,5 +1,5 @@
-// main() of tavrin_bench: a headless context current for the whole run, then every benchmark,
-// then the ratio table.
+// main() of tavrin_bench: a headless context current for the whole run, then each row of the
+// ratio table measured in rounds that alternate library and baseline.
 #include "BenchSupport.h"
 
 #include <opengl/HeadlessContext.h>
@@ -9,7 +9,7 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
+#include <cstdlib>
 #include <stdexcept>
 #include <vector>
 
@@ -37,73 +37,94 @@ double gigabytesPerSecond(double bytes, double time, const std::string& unit)
     return seconds > 0.0 ? bytes / seconds / 1e9 : 0.0;
 }
 
-struct Timing
-{
-    double cpu = 0.0, real = 0.0;
-    std::string unit;
-    bool fromMinimum = false;
-};
-
-// The console output as usual, and each benchmark's time per iteration kept by name: the
-// "min" statistic where repetitions give one, the single run otherwise.
-class RatioReporter : public benchmark::ConsoleReporter
+// Keeps the time per iteration of the one benchmark a call of RunSpecifiedBenchmarks ran.
+class Recorder : public benchmark::BenchmarkReporter
 {
 public:
-    // Plain tabular text: the output is read in logs and reports as often as on a terminal.
-    RatioReporter() : ConsoleReporter(OO_Tabular) {}
-
+    bool ReportContext(const Context&) override { return true; }
     void ReportRuns(const std::vector<Run>& runs) override
     {
-        ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs)
-        {
-            if (run.error_occurred)
-                continue;
-            const bool minimum = run.run_type == Run::RT_Aggregate && run.aggregate_name == "min";
-            if (run.run_type == Run::RT_Aggregate && !minimum)
-                continue;
-            const std::string name =
-                run.run_name.function_name + (run.run_name.args.empty() ? "" : "/" + run.run_name.args);
-            Timing& timing = timings[name];
-            if (!minimum && timing.fromMinimum)
-                continue;
-            timing.cpu = run.GetAdjustedCPUTime();
-            timing.real = run.GetAdjustedRealTime();
-            timing.unit = benchmark::GetTimeUnitString(run.time_unit);
-            timing.fromMinimum = minimum;
-        }
-    }
-
-    void printRatios() const
-    {
-        std::printf("\nRatios (library / raw-GL baseline, time per iteration, same run)\n");
-        std::printf("%-58s %12s %12s %8s\n", "", "library", "baseline", "ratio");
-        for (const Ratio& ratio : ratios())
-        {
-            const auto library = timings.find(ratio.library), baseline = timings.find(ratio.baseline);
-            if (library == timings.end() || baseline == timings.end())
+            if (!run.error_occurred && run.run_type == Run::RT_Iteration)
             {
-                std::printf("%-58s %12s %12s %8s\n", ratio.label.c_str(), "-", "-", "not run");
-                continue;
+                cpu = run.GetAdjustedCPUTime();
+                real = run.GetAdjustedRealTime();
+                unit = benchmark::GetTimeUnitString(run.time_unit);
             }
-            const bool cpu = ratio.clock == Clock::Cpu;
-            const double a = cpu ? library->second.cpu : library->second.real;
-            const double b = cpu ? baseline->second.cpu : baseline->second.real;
-            const std::string label = ratio.label + (cpu ? " [cpu]" : " [real]");
-            std::printf("%-58s %9.2f %-2s %9.2f %-2s %8.3f", label.c_str(), a, library->second.unit.c_str(), b,
-                        baseline->second.unit.c_str(), b > 0.0 ? a / b : 0.0);
-            if (ratio.bytes > 0.0)
-                std::printf("  %8.1f MiB %7.2f %7.2f GB/s", ratio.bytes / 1048576.0,
-                            gigabytesPerSecond(ratio.bytes, a, library->second.unit),
-                            gigabytesPerSecond(ratio.bytes, b, baseline->second.unit));
-            std::printf("\n");
-        }
-        std::fflush(stdout);
     }
-
-private:
-    std::map<std::string, Timing> timings;
+    double cpu = 0.0, real = 0.0;
+    std::string unit;
 };
+
+// The time per iteration of benchmark `name` (as registered), measured once; 0 when it did not run.
+double measure(const std::string& name, Clock clock, std::string& unit)
+{
+    Recorder recorder;
+    // Registered names go on with their settings ("/min_time:0.050", "/real_time").
+    if (benchmark::RunSpecifiedBenchmarks(&recorder, "^" + name + "(/|$)") != 1)
+        return 0.0;
+    unit = recorder.unit;
+    return clock == Clock::Cpu ? recorder.cpu : recorder.real;
+}
+
+// The value at fraction `q` (0 to 1) of sorted `values`, interpolated between neighbours.
+double quantile(std::vector<double> values, double q)
+{
+    std::sort(values.begin(), values.end());
+    const double position = q * double(values.size() - 1);
+    const std::size_t below = std::size_t(position);
+    const std::size_t above = std::min(below + 1, values.size() - 1);
+    return values[below] + (position - double(below)) * (values[above] - values[below]);
+}
+
+void printRow(const Ratio& ratio, int rounds)
+{
+    std::vector<double> library, baseline, quotients;
+    std::string libraryUnit, baselineUnit;
+    for (int round = 0; round < rounds; ++round)
+    {
+        // Library and baseline alternate, each going first in every other round, so that load from
+        // elsewhere and slow drift fall on both alike.
+        double a = 0.0, b = 0.0;
+        for (int side = 0; side < 2; ++side)
+            if ((side == 0) == (round % 2 == 0))
+                a = measure(ratio.library, ratio.clock, libraryUnit);
+            else
+                b = measure(ratio.baseline, ratio.clock, baselineUnit);
+        if (a <= 0.0 || b <= 0.0)
+        {
+            std::printf("%-80s %s\n", ratio.label.c_str(), "not run");
+            return;
+        }
+        library.push_back(a);
+        baseline.push_back(b);
+        quotients.push_back(a / b);
+    }
+    const double a = quantile(library, 0.5), b = quantile(baseline, 0.5), median = quantile(quotients, 0.5);
+    const double spread = (quantile(quotients, 0.75) - quantile(quotients, 0.25)) / 2.0 / median * 100.0;
+    const std::string label = ratio.label + (ratio.clock == Clock::Cpu ? " [cpu]" : " [real]");
+    std::printf("%-80s %9.2f %-2s %9.2f %-2s %8.3f %6.1f%%", label.c_str(), a, libraryUnit.c_str(), b,
+                baselineUnit.c_str(), median, spread);
+    if (ratio.bytes > 0.0)
+        std::printf("  %8.1f MiB %7.2f %7.2f GB/s", ratio.bytes / 1048576.0,
+                    gigabytesPerSecond(ratio.bytes, a, libraryUnit), gigabytesPerSecond(ratio.bytes, b, baselineUnit));
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+// Takes "--name=value" out of the arguments; `fallback` when it is not there.
+std::string takeOption(std::vector<char*>& arguments, const std::string& name, const std::string& fallback)
+{
+    const std::string prefix = "--" + name + "=";
+    for (std::size_t i = 1; i < arguments.size(); ++i)
+        if (std::string(arguments[i]).rfind(prefix, 0) == 0)
+        {
+            const std::string value = std::string(arguments[i]).substr(prefix.size());
+            arguments.erase(arguments.begin() + std::ptrdiff_t(i));
+            return value;
+        }
+    return fallback;
+}
 } // namespace
 
 bool addRatio(const std::string& label, const std::string& library, const std::string& baseline, Clock clock,
@@ -115,13 +136,7 @@ bool addRatio(const std::string& label, const std::string& library, const std::s
 
 void shortRun(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->Unit(benchmark::kMicrosecond)
-        ->MinTime(0.02)
-        ->Repetitions(15)
-        ->ReportAggregatesOnly(true)
-        ->ComputeStatistics("min", [](const std::vector<double>& values) {
-            return values.empty() ? 0.0 : *std::min_element(values.begin(), values.end());
-        });
+    benchmark->Unit(benchmark::kMicrosecond)->MinTime(0.05);
 }
 
 void checkRawGL()
@@ -133,12 +148,11 @@ void checkRawGL()
 
 int main(int argc, char** argv)
 {
-    // Repetitions of different benchmarks interleave, so that load from elsewhere on a shared
-    // machine falls on library and baseline alike; flags given on the command line come later
-    // and win.
+    // --rounds=N: measurements of each side per row; --rows=TEXT: only the rows whose label
+    // contains TEXT. Other flags go to Google Benchmark (--benchmark_min_time, for example).
     std::vector<char*> arguments(argv, argv + argc);
-    char interleave[] = "--benchmark_enable_random_interleaving=true";
-    arguments.insert(arguments.begin() + 1, interleave);
+    const int rounds = std::max(1, std::atoi(TavrinBench::takeOption(arguments, "rounds", "15").c_str()));
+    const std::string rows = TavrinBench::takeOption(arguments, "rows", "");
     int count = int(arguments.size());
     benchmark::Initialize(&count, arguments.data());
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
@@ -147,9 +161,14 @@ int main(int argc, char** argv)
     Tavrin::OpenGL::HeadlessContext context;
     Tavrin::OpenGL::OpenGLContext::init();
 
-    TavrinBench::RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printRatios();
+    std::printf("Ratios (library / baseline, time per iteration): the median of %d rounds that alternate\n"
+                "library and baseline, and the spread (half the interquartile range of the rounds' ratios,\n"
+                "in per cent of the median)\n",
+                rounds);
+    std::printf("%-80s %12s %12s %8s %7s\n", "", "library", "baseline", "ratio", "spread");
+    for (const TavrinBench::Ratio& ratio : TavrinBench::ratios())
+        if (ratio.label.find(rows) != std::string::npos)
+            TavrinBench::printRow(ratio, rounds);
     benchmark::Shutdown();
     return 0;
 }

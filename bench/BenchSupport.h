@@ -1,5 +1,5 @@
 // The benchmark program's frame: one headless GL context for the whole run, and the table of
-// ratios (library time per iteration / raw-GL baseline time per iteration) printed after it.
+// ratios (library time per iteration / raw-GL baseline time per iteration) it measures.
 #pragma once
 
 #include <opengl/GLCheck.h>
@@ -52,16 +52,15 @@ enum class Clock
 
 /// Adds a line to the ratio table: the time per iteration of benchmark `library` divided by
 /// that of benchmark `baseline`, both names as registered (arguments included, e.g.
-/// "DeviceUpdate/1"). Each side counts with its fastest repetition (the "min" statistic of
-/// shortRun), or its single run. Call it at static initialisation, next to the BENCHMARK
-/// registrations. With `bytes` (what one iteration must move at least) the line also shows them
-/// and the effective GB/s of both sides.
+/// "DeviceUpdate/1"). The two are measured in alternation, a number of rounds each, and the
+/// line shows the median of the rounds' ratios and their spread. Call it at static
+/// initialisation, next to the BENCHMARK registrations. With `bytes` (what one iteration must
+/// move at least) the line also shows them and the effective GB/s of both sides.
 bool addRatio(const std::string& label, const std::string& library, const std::string& baseline,
               Clock clock = Clock::Cpu, double bytes = 0.0);
 
-/// The settings every benchmark here runs with (Apply(TavrinBench::shortRun)): microseconds,
-/// many short repetitions, aggregates only, with a "min" statistic. On a shared machine other
-/// load only ever adds time, so the fastest repetition is the steadiest estimate of the cost.
+/// The settings every benchmark here runs with (Apply(TavrinBench::shortRun)): microseconds and
+/// a short measurement; the repetitions are the rounds of the ratio table.
 void shortRun(benchmark::internal::Benchmark* benchmark);
 
 /// Throws std::runtime_error when GL has an error pending: the baselines' stand-in for the

@@ -3,7 +3,7 @@
 //  - PyramidDevice in place (levels 1 and up of a texture) against glGenerateMipmap on it;
 //  - PyramidDevice copying (level 0 copied from an input, then the chain) against the render
 //    device doing the same: level 0 copied, then one pass per level, four texelFetch taps a texel;
-//  - that render device against raw GL making the same passes (256x256 and 1024x1024);
+//  - that render device against raw GL making the same passes;
 //  - a render device building glGenerateMipmap's chain (level 0 left as it is, one bilinear tap
 //    a texel) against glGenerateMipmap.
 // Every row also prints the bytes the job must move at least (read level 0 once, write each
@@ -251,27 +251,17 @@ void RenderBilinearPasses(benchmark::State& state)
         finishedUpdate(device);
 }
 
-// Fewer repetitions for the largest chains: one of them takes a good part of a second here.
 void pyramidRun(benchmark::internal::Benchmark* benchmark)
 {
     TavrinBench::shortRun(benchmark);
-    benchmark->UseRealTime()->Repetitions(9);
+    benchmark->UseRealTime();
 }
 
-const int sides[] = {256, 1024, 4096, 8192};
-// The render device's own cost against raw GL shows at small sizes; at large ones both are the
-// same GPU work.
-const int smallSides[] = {256, 1024};
+const int sides[] = {256, 1024, 2048, 4096};
 
 void allSizes(benchmark::internal::Benchmark* benchmark)
 {
     for (int side : sides)
-        benchmark->Arg(side);
-}
-
-void smallSizes(benchmark::internal::Benchmark* benchmark)
-{
-    for (int side : smallSides)
         benchmark->Arg(side);
 }
 
@@ -288,10 +278,6 @@ bool addPyramidRatios()
         TavrinBench::addRatio("PyramidDevice copying vs render device box passes, " + size + "^2",
                               "PyramidCopying" + arg, "RenderBoxPasses" + arg, TavrinBench::Clock::Real,
                               chainBytes(side, 0));
-    }
-    for (int side : smallSides)
-    {
-        const std::string size = std::to_string(side), arg = "/" + size;
         TavrinBench::addRatio("Render device box passes vs raw GL passes, " + size + "^2", "RenderBoxPasses" + arg,
                               "RawBoxPasses" + arg, TavrinBench::Clock::Real, chainBytes(side, 0));
     }
@@ -304,7 +290,7 @@ BENCHMARK(GenerateMipmap)->Apply(allSizes)->Apply(pyramidRun);
 BENCHMARK(RenderBilinearPasses)->Apply(allSizes)->Apply(pyramidRun);
 BENCHMARK(PyramidCopying)->Apply(allSizes)->Apply(pyramidRun);
 BENCHMARK(RenderBoxPasses)->Apply(allSizes)->Apply(pyramidRun);
-BENCHMARK(RawBoxPasses)->Apply(smallSizes)->Apply(pyramidRun);
+BENCHMARK(RawBoxPasses)->Apply(allSizes)->Apply(pyramidRun);
 
 namespace
 {

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds natively and runs the benchmarks: each library hot path
-# against hand-written raw GL doing the same GL work, in the same run, then the table of
-# ratios (library / baseline). Arguments go to tavrin_bench, e.g. --benchmark_filter=Compute.
+# against hand-written raw GL doing the same GL work, measured in alternating rounds, as a
+# table of median ratios (library / baseline) with their spread. Arguments go to tavrin_bench,
+# e.g. --rows=Compute (the rows whose label contains it) or --rounds=N (default 15).
 # Runs headless (EGL); no display needed.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)

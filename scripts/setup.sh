@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages the build needs that are missing (apt-get as root, sudo
 # otherwise). `setup.sh` covers the native build and the examples; `setup.sh --tests` adds
-# what the test suites need: MinGW-w64 and Wine for the Windows build, Xvfb tools, xdotool.
+# what the test suites need: MinGW-w64 and Wine for the Windows build, clang, Xvfb tools,
+# xdotool, doxygen for the API reference.
 set -euo pipefail
 
 packages=(cmake make g++ pkg-config libgtest-dev libbenchmark-dev libglew-dev libeigen3-dev libstb-dev
@@ -9,7 +10,7 @@ packages=(cmake make g++ pkg-config libgtest-dev libbenchmark-dev libglew-dev li
   libgl1-mesa-dri libegl-mesa0 xvfb xauth x11-utils openbox fonts-liberation)
 if [[ "${1:-}" == "--tests" ]]; then
   packages+=(googletest mingw-w64 g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix wine wine64
-    xdotool x11-xserver-utils)
+    xdotool x11-xserver-utils clang libclang-rt-14-dev doxygen)
 fi
 
 missing=()

@@ -1,8 +1,12 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds natively and for Windows (MinGW-w64), and runs every test
-# suite: natively, then the Windows executables under Wine, both on a private Xvfb display,
-# then the native suites again under AddressSanitizer + UBSan, and the fuzz targets for a
-# bounded time.
+# Installs what is missing, renders the API reference (any doxygen warning fails), builds with
+# -Werror natively with clang++, for Windows (MinGW-w64) and with g++ under AddressSanitizer +
+# UBSan, builds and runs a host from the installed pkg-config files, and runs every test suite:
+# natively, then the Windows executables under Wine, both on a private Xvfb display, then the
+# native suites again in the sanitizer build, and the fuzz targets for a bounded time.
+# The native tree is clang's so that each compiler builds the whole project once without a
+# fourth tree: g++ builds the sanitizer tree (examples and benchmarks included), whose Mesa and
+# LeakSanitizer set-up is proven with g++'s runtime.
 # Ends with the summary of all test cases and a non-zero exit on any failure.
 set -uo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -12,21 +16,27 @@ jobs=$(nproc)
 bash scripts/setup.sh --tests || exit 1
 source scripts/xvfb.sh
 
-cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo ${TAVRIN_CMAKE_ARGS:-} >/dev/null || exit 1
-cmake --build build/native -j "$jobs" || exit 1
-cmake -S . -B build/windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null || exit 1
+echo "=== API reference (build/docs/html)"
+doxygen docs/Doxyfile || exit 1
+CC=clang CXX=clang++ cmake -S . -B build/clang -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVRIN_WERROR=ON \
+  ${TAVRIN_CMAKE_ARGS:-} >/dev/null || exit 1
+cmake --build build/clang -j "$jobs" || exit 1
+cmake -S . -B build/windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DTAVRIN_WERROR=ON >/dev/null || exit 1
 cmake --build build/windows -j "$jobs" || exit 1
-cmake -S . -B build/asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVRIN_SANITIZE=ON -DTAVRIN_BUILD_EXAMPLES=OFF \
-  -DTAVRIN_BUILD_BENCHMARKS=OFF >/dev/null || exit 1
+cmake -S . -B build/asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVRIN_SANITIZE=ON -DTAVRIN_WERROR=ON \
+  -DTAVRIN_BUILD_EXAMPLES=ON -DTAVRIN_BUILD_BENCHMARKS=ON >/dev/null || exit 1
 cmake --build build/asan -j "$jobs" || exit 1
+echo "=== Host built from the installed pkg-config files"
+bash scripts/pkgconfig-host.sh build/clang || exit 1
 
 tavrin_start_xvfb
 export WINEDEBUG=-all WINEPREFIX="$root/build/wineprefix"
 rm -rf build/results && mkdir -p build/results/native build/results/windows build/results/asan
 
 status=0
-echo "=== Native suites (Linux, Mesa)"
-GTEST_OUTPUT="xml:$root/build/results/native/" ctest --test-dir build/native --output-on-failure || status=1
+echo "=== Native suites (Linux, Mesa, clang++ build)"
+GTEST_OUTPUT="xml:$root/build/results/native/" ctest --test-dir build/clang --output-on-failure || status=1
 echo "=== Windows suites (MinGW-w64 build under Wine, Mesa)"
 GTEST_OUTPUT="xml:$(winepath -w "$root/build/results/windows/" 2>/dev/null || echo "Z:$root/build/results/windows/" | tr / '\\')" \
   ctest --test-dir build/windows --output-on-failure || status=1

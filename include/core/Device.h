@@ -10,8 +10,11 @@ class Device
 {
 public:
     Device() = default;
+    /// Copying copies nothing: the base holds no data.
+    ///@{
     Device(const Device&) {}
     Device& operator=(const Device&) { return *this; }
+    ///@}
     ~Device() = default;
 
     /// Recomputes the device's outputs; returns false when the device could not run.

@@ -16,8 +16,11 @@ public:
     /// Opens `directory`. Throws std::runtime_error naming it when it is not a readable directory.
     explicit DirectoryIterator(const std::string& directory);
     ~DirectoryIterator();
+    /// Moving hands the open directory over; the moved-from iterator holds none.
+    ///@{
     DirectoryIterator(DirectoryIterator&&) noexcept;
     DirectoryIterator& operator=(DirectoryIterator&&) noexcept;
+    ///@}
 
     /// Stores the next entry's file name (without directory) in `fileName` and returns true;
     /// returns false, leaving `fileName` alone, when no entry is left.

@@ -25,6 +25,7 @@ public:
 class DirectoryFileLoader : public FileLoader
 {
 public:
+    /// Resolves relative names against `directories`, searched in this order.
     explicit DirectoryFileLoader(std::vector<std::string> directories);
 
     bool fileExists(const std::string& fileName) const override;

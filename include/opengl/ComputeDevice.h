@@ -41,8 +41,10 @@ public:
     /// GL context must be current.
     ComputeDevice();
     /// Shares everything (program, framebuffer, textures); slot records keep their numbers.
+    ///@{
     ComputeDevice(const ComputeDevice& other);
     ComputeDevice& operator=(const ComputeDevice& other);
+    ///@}
     /// Releases the output slots, the input slots, the framebuffer, then the program; a GL
     /// object goes only with its last owner.
     ~ComputeDevice();
@@ -77,11 +79,15 @@ public:
 
     /// Sets input slot i's texture; the slot's recorded name and revision stay as they were.
     void setInputTexture(int i, std::shared_ptr<const Texture2D> texture);
+    /// Input slot i's texture (empty when none is set).
     const std::shared_ptr<const Texture2D> getInputTexture(int i) const;
+    /// The number of input slots.
     int getInputTextureCount() const;
     /// Sets output slot i's texture; the slot's recorded name and revision stay as they were.
     void setOutputTexture(int i, std::shared_ptr<Texture2D> texture);
+    /// Output slot i's texture (empty when none is set).
     const std::shared_ptr<Texture2D> getOutputTexture(int i) const;
+    /// The number of output slots.
     int getOutputTextureCount() const;
 
 protected:

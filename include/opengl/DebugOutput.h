@@ -58,6 +58,7 @@ public:
         High
     };
 
+    /// How enable() reports: the lowest severity written, and whether API errors are thrown.
     struct Options
     {
         /// Messages below this severity are not written: the driver is told to drop them
@@ -108,9 +109,11 @@ public:
     /// Program::loadFromFile / loadFromFileWithIncludes gets its base name, an output texture that
     /// FramebufferTexture2DDevice::update allocates gets getOutputTextureName(slot) (asked once
     /// more per allocation).
+    ///@{
     static void setLabel(const Texture2D& texture, const std::string& label);
     static void setLabel(const Program& program, const std::string& label);
     static void setLabel(const Framebuffer& framebuffer, const std::string& label);
+    ///@}
 };
 } // namespace OpenGL
 } // namespace Tavrin

@@ -68,8 +68,11 @@ public:
     /// glDeleteLists(listBase, 256) when the font is valid.
     ~Font();
 
+    ///@{
+    /// Member-wise: a copy names the same display lists, and each copy's destructor deletes them.
     Font(const Font&) = default;
     Font& operator=(const Font&) = default;
+    ///@}
 
     /// True when the display lists were built (listBase != 0).
     bool isValid() const;

@@ -33,9 +33,11 @@ public:
     /// release the fonts while a context owning their display lists is current.
     void dispose();
 
+    ///@{
     /// Member-wise: a copy shares the same font objects.
     FontManager(const FontManager&) = default;
     FontManager& operator=(const FontManager&) = default;
+    ///@}
 
 private:
     FontManager() = default;

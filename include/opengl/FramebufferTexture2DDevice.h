@@ -51,8 +51,10 @@ public:
     /// No program, no framebuffers, no slots; creates no GL object.
     FramebufferTexture2DDevice();
     /// Shares everything (program, framebuffers, textures); slot records keep their numbers.
+    ///@{
     FramebufferTexture2DDevice(const FramebufferTexture2DDevice& other);
     FramebufferTexture2DDevice& operator=(const FramebufferTexture2DDevice& other);
+    ///@}
     /// Releases the output slots, the input slots, the framebuffers, then the program; a GL
     /// object goes only with its last owner.
     ~FramebufferTexture2DDevice();
@@ -149,12 +151,16 @@ protected:
 
     /// Sets input slot i's texture; the slot's recorded name and revision stay as they were.
     void setInputTexture(int i, std::shared_ptr<const Texture2D> texture);
+    /// Input slot i's texture (empty when none is set).
     std::shared_ptr<const Texture2D> getInputTexture(int i) const;
+    /// The number of input slots.
     int getInputTextureCount() const;
     /// Sets output slot i's texture; the slot's recorded name and revision stay as they were,
     /// so a different texture is attached on the next update().
     void setOutputTexture(int i, std::shared_ptr<Texture2D> texture);
+    /// Output slot i's texture (empty when none is set).
     std::shared_ptr<Texture2D> getOutputTexture(int i) const;
+    /// The number of output slots.
     int getOutputTextureCount() const;
 
     /// The program run by update(); null until the derived device sets it.

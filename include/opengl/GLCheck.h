@@ -31,8 +31,11 @@ public:
     /// outside it. Added so that codes GL cannot be made to raise can be looked up directly.
     static const char* errorMessage(unsigned int error);
 
+    ///@{
+    /// Assigning copies nothing: the check keeps its settings process-wide.
     GLCheck& operator=(const GLCheck&) { return *this; }
     GLCheck& operator=(GLCheck&&) { return *this; }
+    ///@}
 };
 
 namespace Detail

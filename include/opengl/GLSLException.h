@@ -14,9 +14,13 @@ namespace OpenGL
 class TAVRIN_OPENGL_EXPORT GLSLException : public std::exception
 {
 public:
+    /// Carries `infoLogText`, which what() returns.
     explicit GLSLException(const std::string& infoLogText);
+    ///@{
+    /// Copies the log.
     GLSLException(const GLSLException& other);
     GLSLException& operator=(const GLSLException& other);
+    ///@}
     virtual ~GLSLException();
 
     /// The info log's characters (empty when the driver gave no log).

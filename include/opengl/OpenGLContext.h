@@ -39,8 +39,10 @@ public:
     /// in which drivers report fully through DebugOutput and GL_DEBUG_OUTPUT starts enabled.
     /// Contexts made before keep what they are. Headless on Linux: EGL_CONTEXT_OPENGL_DEBUG.
     static void requestDebugContexts(bool request);
+    /// What requestDebugContexts last set (false before any call).
     static bool debugContextsRequested();
 
+    /// Assigning copies nothing: the class holds no data.
     OpenGLContext& operator=(const OpenGLContext&) { return *this; }
 
 private:

@@ -37,6 +37,7 @@ public:
     /// must not be null (not checked).
     static void sequentialDrawBuffers(const Framebuffer* framebuffer, int count);
 
+    /// Assigning copies nothing: the class holds no data.
     OpenGLTools& operator=(const OpenGLTools&) { return *this; }
 
 private:

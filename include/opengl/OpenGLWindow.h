@@ -44,10 +44,10 @@ public:
     /// A window rectangle in screen pixels (Win32's RECT): left, top, right, bottom.
     struct Rect
     {
-        int left = 0;
-        int top = 0;
-        int right = 0;
-        int bottom = 0;
+        int left = 0;   ///< Left edge.
+        int top = 0;    ///< Top edge.
+        int right = 0;  ///< Right edge.
+        int bottom = 0; ///< Bottom edge.
     };
 
     /// One display monitor.
@@ -87,8 +87,11 @@ public:
     /// The rendering context is kept, and the window class stays registered.
     ~OpenGLWindow();
 
+    ///@{
+    /// Member-wise: a copy names the same native window and contexts.
     OpenGLWindow(const OpenGLWindow&) = default;
     OpenGLWindow& operator=(const OpenGLWindow&) = default;
+    ///@}
 
     /// Makes the shared rendering context current on this window's device context.
     /// Guard: does nothing when this window has no device context or no rendering context exists
@@ -251,6 +254,7 @@ public:
     /// restores them and maximises again a window that was maximised. A request for the current
     /// state does nothing (and saves nothing).
     void setFullscreen(bool on);
+    /// Whether the window is in full screen.
     bool getFullscreen() const;
 
     /// The process-wide monitor list, filled by one enumeration when first found empty and never

@@ -53,9 +53,9 @@ using WindowHandle = unsigned long;
 /// GLX frame-buffer configuration the drawable was created with. A window owns its record.
 struct X11DeviceContext
 {
-    _XDisplay* display = nullptr;
-    unsigned long drawable = 0;
-    __GLXFBConfigRec* frameBufferConfig = nullptr;
+    _XDisplay* display = nullptr;                  ///< The display connection.
+    unsigned long drawable = 0;                    ///< The window's XID.
+    __GLXFBConfigRec* frameBufferConfig = nullptr; ///< The configuration the drawable was made with.
 };
 
 /// A device context: a pointer to the window's X11DeviceContext record.

@@ -120,10 +120,11 @@ public:
     /// (case-sensitive, anywhere), otherwise ATI (every other vendor counts as ATI).
     static Vendor vendorFromName(const std::string& vendorName);
 
-    // Uniform setters. They write into this program without binding it (glProgramUniform*EXT
-    // with the handle), each followed by the GL error check (a type mismatch throws "GLCheck:
-    // Invalid operation"). By name, the location is looked up on every call; a location of -1
-    // is passed on and GL ignores it silently.
+    ///@{
+    /// Uniform setters. They write into this program without binding it (glProgramUniform*EXT
+    /// with the handle), each followed by the GL error check (a type mismatch throws "GLCheck:
+    /// Invalid operation"). By name, the location is looked up on every call; a location of -1
+    /// is passed on and GL ignores it silently.
     void uniform(const std::string& name, int value) const;
     void uniform(const std::string& name, unsigned int value) const;
     void uniform(const std::string& name, float value) const;
@@ -136,6 +137,7 @@ public:
     void uniform(int location, float x, float y) const;
     void uniform(int location, float x, float y, float z) const;
     void uniform(int location, float x, float y, float z, float w) const;
+    ///@}
 
     /// Writes a float vector into the GLSL structure `name` { int size; float v[N]; }:
     /// name + ".size" gets the element count (also when it is 0), and only for a non-empty

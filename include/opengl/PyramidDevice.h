@@ -84,8 +84,10 @@ public:
     /// One empty input slot and one empty output slot, the average reduction. Creates no GL object.
     PyramidDevice();
     /// Shares everything (program, counter buffer, textures); slot records keep their numbers.
+    ///@{
     PyramidDevice(const PyramidDevice& other);
     PyramidDevice& operator=(const PyramidDevice& other);
+    ///@}
     /// Releases the slots, the programs and the counter buffer; a GL object goes with its last owner.
     ~PyramidDevice();
 
@@ -116,11 +118,14 @@ public:
     /// Sets the reduction: GLSL text defining `vec4 reduce(vec4 a, vec4 b, vec4 c, vec4 d)`. It is
     /// compiled by the next update(), which throws GLSLException when it does not compile.
     void setReduction(const std::string& glslFunction);
+    /// The reduction's GLSL text, as last set.
     const std::string& getReduction() const;
 
+    ///@{
     /// The path the last update() took, and the number of dispatches it made (0 for none).
     Path getLastPath() const;
     int getLastDispatchCount() const;
+    ///@}
     /// Whether the last update() bound the levels as packed bits (see bindsPackedImages).
     bool getLastImagesPacked() const;
 
@@ -128,11 +133,15 @@ public:
 
     /// Sets the input texture; the slot's recorded name and revision stay as they were.
     void setInputTexture(int i, std::shared_ptr<const Texture2D> texture);
+    /// Input slot i's texture (empty when none is set).
     std::shared_ptr<const Texture2D> getInputTexture(int i) const;
+    /// The number of input slots.
     int getInputTextureCount() const;
     /// Sets the output texture; the slot's recorded name and revision stay as they were.
     void setOutputTexture(int i, std::shared_ptr<Texture2D> texture);
+    /// Output slot i's texture (empty when none is set).
     std::shared_ptr<Texture2D> getOutputTexture(int i) const;
+    /// The number of output slots.
     int getOutputTextureCount() const;
 
 protected:

@@ -106,6 +106,7 @@ protected:
     /// a derived constructor, the Shader base's destructor deletes the GL shader).
     void checkStatus(std::string& text, std::vector<int>& lines, std::vector<std::string>& files);
 
+    /// The GL shader name (0 after the constructor failed to create one).
     unsigned int handle;
 
 private:

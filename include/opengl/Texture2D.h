@@ -166,9 +166,9 @@ public:
 /// consistent is inconsistent unless its pointer is empty.
 template <typename P> struct Texture2DBaseContext
 {
-    P texture;
-    unsigned int handle = 0;
-    unsigned int version = 0;
+    P texture;                ///< The texture (may be empty).
+    unsigned int handle = 0;  ///< Its GL name when last made consistent.
+    unsigned int version = 0; ///< Its version when last made consistent.
 
     /// Takes the texture's current name and version; an empty pointer changes nothing.
     void makeConsistent()

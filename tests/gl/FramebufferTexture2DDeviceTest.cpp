@@ -38,7 +38,7 @@ void main()
 })";
 
 // Fresh outputs; the defaults where the test sets nothing. Passes record their viewport.
-struct TestDevice : HostDevice<FramebufferTexture2DDevice>
+struct TestDevice final : HostDevice<FramebufferTexture2DDevice>
 {
     TestDevice(const Level& input, std::optional<int> levels)
         : HostDevice(std::shared_ptr<Program>(Program::loadFromSource("", "", "", "", pyramidShader, "")), 1, 3),

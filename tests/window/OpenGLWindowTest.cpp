@@ -183,13 +183,13 @@ TEST_F(SharedWindowTest, KeysAndButtonsArriveAsWin32Messages)
                                  0x205, 0x207, 0x208, 0x20A, 0x20B, 0x20C, 0x20E});
         ASSERT_TRUE(Host::run("/usr/bin/xdotool " + xdotool)) << xdotool;
         Messages folded; // repeats (bit 30) seen before fold away
-        pumpUntil(*window, 5000, [&] {
+        pumpUntil(*window, 5000, [&, expectedCount = expected.size()] {
             folded.clear();
             for (const Message& message : log.messages)
                 if (!(std::get<2>(message) & 0x40000000) ||
                     std::find(folded.begin(), folded.end(), message) == folded.end())
                     folded.push_back(message);
-            return folded.size() >= expected.size();
+            return folded.size() >= expectedCount;
         });
         EXPECT_EQ(folded, expected) << xdotool;
     }
