@@ -42,8 +42,8 @@ using MonitorHandle = HMONITOR__*;
 /// GWL_EXSTYLE).
 struct SavedWindowState
 {
-    int style = 0;
-    int exStyle = 0;
+    int style = 0;   ///< GWL_STYLE as it was.
+    int exStyle = 0; ///< GWL_EXSTYLE as it was.
 };
 #else
 /// A native X11 window (XID). 0 means none.
@@ -68,7 +68,7 @@ using MonitorHandle = unsigned long;
 /// showed it full screen already.
 struct SavedWindowState
 {
-    bool fullscreen = false;
+    bool fullscreen = false; ///< _NET_WM_STATE_FULLSCREEN was set.
 };
 #endif
 } // namespace OpenGL
