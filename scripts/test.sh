@@ -17,7 +17,7 @@ bash scripts/setup.sh --tests || exit 1
 source scripts/xvfb.sh
 
 echo "=== API reference (build/docs/html)"
-doxygen docs/Doxyfile || exit 1
+mkdir -p build/docs && doxygen docs/Doxyfile || exit 1
 CC=clang CXX=clang++ cmake -S . -B build/clang -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTAVRIN_WERROR=ON \
   ${TAVRIN_CMAKE_ARGS:-} >/dev/null || exit 1
 cmake --build build/clang -j "$jobs" || exit 1
