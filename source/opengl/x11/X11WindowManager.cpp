@@ -179,26 +179,37 @@ bool maximized(Window window)
     return hasState(window, AtomName::NetWmStateMaximizedVert) && hasState(window, AtomName::NetWmStateMaximizedHorz);
 }
 
+namespace
+{
+// A request about `window` to the window manager: a client message to the root window.
+void askWindowManager(Window window, AtomName message, long data0 = 0, long data1 = 0, long data2 = 0, long data3 = 0)
+{
+    Display* display = connection();
+    XEvent event = {};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = atom(message);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = data0;
+    event.xclient.data.l[1] = data1;
+    event.xclient.data.l[2] = data2;
+    event.xclient.data.l[3] = data3;
+    XSendEvent(display, DefaultRootWindow(display), False, SubstructureRedirectMask | SubstructureNotifyMask, &event);
+}
+} // namespace
+
 // Adds or removes _NET_WM_STATE entries: asked of the window manager when one handles them,
 // written directly otherwise (then only the recorded state changes).
 void changeStates(Window window, bool add, AtomName first, AtomName second)
 {
-    Display* display = connection();
     if (windowManagerSupports(AtomName::NetWmState))
     {
-        XEvent event = {};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = atom(AtomName::NetWmState);
-        event.xclient.format = 32;
-        event.xclient.data.l[0] = add ? 1 : 0;
-        event.xclient.data.l[1] = static_cast<long>(atom(first));
-        event.xclient.data.l[2] = second == AtomName::Count ? 0 : static_cast<long>(atom(second));
-        event.xclient.data.l[3] = 1; // a normal application asks
-        XSendEvent(display, DefaultRootWindow(display), False, SubstructureRedirectMask | SubstructureNotifyMask,
-                   &event);
+        // The last 1: a normal application asks.
+        askWindowManager(window, AtomName::NetWmState, add ? 1 : 0, static_cast<long>(atom(first)),
+                         second == AtomName::Count ? 0 : static_cast<long>(atom(second)), 1);
         return;
     }
+    Display* display = connection();
     std::vector<unsigned long> values;
     readProperty(window, atom(AtomName::NetWmState), XA_ATOM, values);
     for (const AtomName name : {first, second})
@@ -260,17 +271,8 @@ void describeWindow(Display* display, Window window, const std::string& title, W
 
 void requestFrameExtents(Window window)
 {
-    Display* display = connection();
     if (windowManagerSupports(AtomName::NetRequestFrameExtents))
-    {
-        XEvent event = {};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = atom(AtomName::NetRequestFrameExtents);
-        event.xclient.format = 32;
-        XSendEvent(display, DefaultRootWindow(display), False, SubstructureRedirectMask | SubstructureNotifyMask,
-                   &event);
-    }
+        askWindowManager(window, AtomName::NetRequestFrameExtents);
 }
 
 // Waits until the window manager has framed and placed a new window, and puts the frame's
