@@ -148,10 +148,21 @@ void checkRawGL()
 
 int main(int argc, char** argv)
 {
-    // --rounds=N: measurements of each side per row; --rows=TEXT: only the rows whose label
-    // contains TEXT. Other flags go to Google Benchmark (--benchmark_min_time, for example).
+    // --clock=cpu or --clock=real: only the rows measured with that clock (scripts/bench.sh runs
+    // the two in separate processes, the CPU rows with llvmpipe rasterising on the calling thread).
+    // --rounds=N: measurements of each side per row (default 31 for CPU rows, 15 for wall-clock
+    // rows, whose iterations are long). --rows=TEXT: only the rows whose label contains TEXT.
+    // Other flags go to Google Benchmark (--benchmark_min_time, for example).
     std::vector<char*> arguments(argv, argv + argc);
-    const int rounds = std::max(1, std::atoi(TavrinBench::takeOption(arguments, "rounds", "15").c_str()));
+    const std::string clock = TavrinBench::takeOption(arguments, "clock", "");
+    if (clock != "" && clock != "cpu" && clock != "real")
+    {
+        std::fprintf(stderr, "--clock takes cpu or real\n");
+        return 1;
+    }
+    const int defaultRounds = clock == "real" ? 15 : 31;
+    const int rounds =
+        std::max(1, std::atoi(TavrinBench::takeOption(arguments, "rounds", std::to_string(defaultRounds)).c_str()));
     const std::string rows = TavrinBench::takeOption(arguments, "rows", "");
     int count = int(arguments.size());
     benchmark::Initialize(&count, arguments.data());
@@ -161,13 +172,17 @@ int main(int argc, char** argv)
     Tavrin::OpenGL::HeadlessContext context;
     Tavrin::OpenGL::OpenGLContext::init();
 
+    const char* threads = std::getenv("LP_NUM_THREADS");
+    std::printf("%s, LP_NUM_THREADS %s\n", reinterpret_cast<const char*>(glGetString(GL_RENDERER)),
+                threads ? threads : "unset");
     std::printf("Ratios (library / baseline, time per iteration): the median of %d rounds that alternate\n"
                 "library and baseline, and the spread (half the interquartile range of the rounds' ratios,\n"
                 "in per cent of the median)\n",
                 rounds);
     std::printf("%-80s %12s %12s %8s %7s\n", "", "library", "baseline", "ratio", "spread");
     for (const TavrinBench::Ratio& ratio : TavrinBench::ratios())
-        if (ratio.label.find(rows) != std::string::npos)
+        if (ratio.label.find(rows) != std::string::npos &&
+            (clock.empty() || (ratio.clock == TavrinBench::Clock::Cpu) == (clock == "cpu")))
             TavrinBench::printRow(ratio, rounds);
     benchmark::Shutdown();
     return 0;
