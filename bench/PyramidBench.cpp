@@ -257,7 +257,7 @@ void pyramidRun(benchmark::internal::Benchmark* benchmark)
     benchmark->UseRealTime();
 }
 
-const int sides[] = {256, 1024, 2048, 4096};
+const int sides[] = {256, 1024, 2048, 4096, 8192};
 
 void allSizes(benchmark::internal::Benchmark* benchmark)
 {
