@@ -185,15 +185,19 @@ public:
     //   loop, no waiting). lParam words are packed as MAKELPARAM (low | high << 16, zero-extended);
     //   MK_* flags: MK_LBUTTON 0x1, MK_RBUTTON 0x2, MK_SHIFT 0x4, MK_CONTROL 0x8, MK_MBUTTON 0x10,
     //   MK_XBUTTON1 0x20, MK_XBUTTON2 0x40, as held after the event.
-    //     WM_DELETE_WINDOW (close request) -> WM_CLOSE 0x0010 (0, 0); default processing then
-    //       destroys the window: WM_DESTROY 0x0002 and WM_NCDESTROY 0x0082 (0, 0) reach the object
-    //       first, as they do when the destructor (or another client) destroys the window.
+    //     WM_DELETE_WINDOW (close request: the close button, the window manager's Alt+F4) ->
+    //       WM_SYSCOMMAND 0x0112 (SC_CLOSE 0xF060, 0), as the system menu's Close, whose default
+    //       processing sends WM_CLOSE 0x0010 (0, 0); default processing then destroys the window:
+    //       WM_KILLFOCUS 0x0008 (when it has the focus), WM_DESTROY 0x0002 and WM_NCDESTROY 0x0082
+    //       (0, 0) reach the object first, as they do when the destructor (or another client)
+    //       destroys the window.
     //     KeyPress -> WM_KEYDOWN 0x0100, or WM_SYSKEYDOWN 0x0104 while Alt is held without Control
     //       (Alt itself included) and for F10; wParam the virtual-key code; lParam repeat count 1,
     //       scan code (PC set 1) in bits 16-23, bit 24 extended key, bit 29 Alt held (system keys
     //       only), bit 30 key already down (auto-repeat). Then WM_CHAR 0x0102 (WM_SYSCHAR 0x0106
-    //       for system keys) per UTF-16 unit typed, same lParam. Default processing of Alt+F4:
-    //       WM_SYSCOMMAND 0x0112 (SC_CLOSE 0xF060, 0), then as the close request.
+    //       for system keys) per UTF-16 unit typed, same lParam. Default processing of a
+    //       WM_SYSCHAR with Alt held (not Tab or Escape): WM_SYSCOMMAND (SC_KEYMENU 0xF100, the
+    //       unit); of Alt+F4: WM_SYSCOMMAND (SC_CLOSE 0xF060, 0), then as the close request.
     //     KeyRelease -> WM_KEYUP 0x0101 / WM_SYSKEYUP 0x0105, bits 30 and 31 set; the Alt key's
     //       own release is a WM_KEYUP.
     //     ButtonPress/Release 1, 2, 3 -> WM_LBUTTONDOWN 0x0201/UP 0x0202, WM_MBUTTONDOWN 0x0207/

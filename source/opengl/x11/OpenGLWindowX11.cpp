@@ -28,8 +28,9 @@ namespace
 using X11::AtomName;
 
 // Win32 message numbers and the values they carry.
-const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageClose = 0x0010,
-                   messageNcDestroy = 0x0082, messageSysCommand = 0x0112;
+const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
+                   messageKillFocus = 0x0008, messageClose = 0x0010, messageNcDestroy = 0x0082,
+                   messageSysCommand = 0x0112;
 const unsigned long long systemCommandClose = 0xF060;
 const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
 
@@ -43,6 +44,8 @@ struct WindowState
     // The client area last reported through WM_MOVE and WM_SIZE.
     int clientX = 0, clientY = 0, clientWidth = 0, clientHeight = 0;
     bool minimized = false;
+    // Told WM_SETFOCUS last: loses the focus (WM_KILLFOCUS) when destroyed.
+    bool focused = false;
     bool destroying = false;
 };
 
@@ -71,13 +74,15 @@ bool send(Window window, unsigned int message, unsigned long long wParam, long l
     WindowState* state = findWindow(window);
     if (!state || !state->owner)
         return false;
+    if (message == messageSetFocus || message == messageKillFocus)
+        state->focused = message == messageSetFocus;
     state->owner->systemWindowProcInternal(message, wParam, lParam);
     return true;
 }
 
 // What default processing does after the object has seen a message: destroy the native window.
-// As DestroyWindow, the windows it owns go first, each completely; then WM_DESTROY and
-// WM_NCDESTROY reach the object.
+// As DestroyWindow, the windows it owns go first, each completely; then WM_KILLFOCUS (when it
+// has the focus), WM_DESTROY and WM_NCDESTROY reach the object.
 void destroyNativeWindow(Window window)
 {
     WindowState* state = findWindow(window);
@@ -90,6 +95,9 @@ void destroyNativeWindow(Window window)
             owned.push_back(entry.first);
     for (const Window each : owned)
         destroyNativeWindow(each);
+    const WindowState* self = findWindow(window);
+    if (self && self->focused)
+        send(window, messageKillFocus, 0, 0);
     send(window, messageDestroy, 0, 0);
     send(window, messageNcDestroy, 0, 0);
     state = findWindow(window);
@@ -218,7 +226,7 @@ void handleEvent(XEvent& event)
     case ClientMessage:
         if (event.xclient.message_type == X11::atom(AtomName::WmProtocols) && event.xclient.format == 32 &&
             static_cast<Atom>(event.xclient.data.l[0]) == X11::atom(AtomName::WmDeleteWindow))
-            closeRequest(window);
+            dispatch(window, {{messageSysCommand, systemCommandClose, 0}}); // the system menu's Close
         break;
     default:
         dispatch(window, X11::translateEvent(event, input));
