@@ -212,7 +212,8 @@ public:
     //       (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client width and height) when it changed size.
     //     Iconified (UnmapNotify with WM_STATE Iconic) -> WM_SIZE (SIZE_MINIMIZED 1, 0); mapped
     //       again -> WM_SIZE with the restored or maximised size.
-    //     Expose (the last of a series) -> WM_PAINT 0x000F (0, 0).
+    //     Expose (the last of a series) -> WM_PAINT 0x000F (0, 0), once per window when the queue
+    //       is drained (after the other messages, as Win32 makes WM_PAINT only when none waits).
     //   Virtual keys come from the key's unshifted symbol: 'A'..'Z', '0'..'9', F1..F24
     //   0x70..0x87, arrows 0x25..0x28, Escape 0x1B, Return (keypad Enter too) 0x0D, Space 0x20,
     //   Tab 0x09, Backspace 0x08, Shift 0x10, Control 0x11, Alt 0x12, editing and navigation

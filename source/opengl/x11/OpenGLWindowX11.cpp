@@ -17,6 +17,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace Tavrin
@@ -29,7 +30,7 @@ using X11::AtomName;
 
 // Win32 message numbers and the values they carry.
 const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
-                   messageKillFocus = 0x0008, messageClose = 0x0010, messageNcDestroy = 0x0082,
+                   messageKillFocus = 0x0008, messagePaint = 0x000F, messageClose = 0x0010, messageNcDestroy = 0x0082,
                    messageSysCommand = 0x0112;
 const unsigned long long systemCommandClose = 0xF060;
 const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
@@ -46,6 +47,8 @@ struct WindowState
     bool minimized = false;
     // Told WM_SETFOCUS last: loses the focus (WM_KILLFOCUS) when destroyed.
     bool focused = false;
+    // Exposed since the last WM_PAINT.
+    bool paintPending = false;
     bool destroying = false;
 };
 
@@ -157,12 +160,31 @@ void dispatch(Window window, const std::vector<X11::Message>& messages)
 {
     for (const X11::Message& message : messages)
     {
+        if (message.message == messagePaint)
+        {
+            WindowState* state = findWindow(window);
+            if (state)
+                state->paintPending = true;
+            continue;
+        }
         if (!send(window, message.message, message.wParam, message.lParam))
             return;
         // The system menu's Close command (Alt+F4) asks to close.
         if (message.message == messageSysCommand && message.wParam == systemCommandClose)
             closeRequest(window);
     }
+}
+
+// As Win32 makes WM_PAINT only when no other message waits, exposures are told once the queue is
+// drained, after the input and focus messages that came with them.
+void paintExposed()
+{
+    std::vector<Window> exposed;
+    for (auto& entry : windows)
+        if (std::exchange(entry.second.paintPending, false))
+            exposed.push_back(entry.first);
+    for (const Window window : exposed)
+        send(window, messagePaint, 0, 0);
 }
 
 X11::KeyInput lookUpKey(XKeyEvent& event)
@@ -359,7 +381,10 @@ void processMessages()
     while (Display* display = connection())
     {
         if (!XPending(display))
+        {
+            paintExposed();
             return;
+        }
         XEvent event;
         XNextEvent(display, &event);
         handleEvent(event);
