@@ -206,12 +206,16 @@ public:
     //       4, 5 -> WM_MOUSEWHEEL 0x020A and 6, 7 -> WM_MOUSEHWHEEL 0x020E (MK_* | delta << 16,
     //       +120 up or right, -120 down or left; screen x, y).
     //     MotionNotify -> WM_MOUSEMOVE 0x0200 (MK_*, client x, y).
-    //     FocusIn/FocusOut (not those of keyboard grabs) -> WM_SETFOCUS 0x0007/WM_KILLFOCUS 0x0008.
+    //     FocusIn/FocusOut (not those of keyboard grabs) -> WM_SETFOCUS 0x0007/WM_KILLFOCUS 0x0008;
+    //       WM_KILLFOCUS only to a window told WM_SETFOCUS last.
     //     ConfigureNotify (and a placement call, before it returns) -> WM_MOVE 0x0003 (0, client
     //       top-left in screen coordinates) when the client area moved, then WM_SIZE 0x0005
     //       (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client width and height) when it changed size.
-    //     Iconified (UnmapNotify with WM_STATE Iconic) -> WM_SIZE (SIZE_MINIMIZED 1, 0); mapped
-    //       again -> WM_SIZE with the restored or maximised size.
+    //     Iconified (UnmapNotify with WM_STATE Iconic; only the user minimises) -> WM_KILLFOCUS
+    //       when focused, WM_SYSCOMMAND (SC_MINIMIZE 0xF020, 0), WM_SIZE (SIZE_MINIMIZED 1, 0), as
+    //       the caption's button; mapped again -> WM_SYSCOMMAND (SC_RESTORE 0xF120, 0), then
+    //       WM_SIZE with the restored or maximised size. The position is kept (Win32 parks a
+    //       minimised window at -32000, -32000 and reports that move).
     //     Expose (the last of a series) -> WM_PAINT 0x000F (0, 0), once per window when the queue
     //       is drained (after the other messages, as Win32 makes WM_PAINT only when none waits).
     //   Virtual keys come from the key's unshifted symbol: 'A'..'Z', '0'..'9', F1..F24

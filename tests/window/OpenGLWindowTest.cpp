@@ -182,12 +182,10 @@ TEST_F(SharedWindowTest, KeysAndButtonsArriveAsWin32Messages)
     const long long client = words(10, 20), screen = words(at.x(), at.y());
 #if defined(_WIN32)
     const long long horizontal = client;
-    SetForegroundWindow(window->getWindowHandle());
-    pumpUntil(*window, 2000, [&] { return GetForegroundWindow() == window->getWindowHandle(); });
 #else
     const long long horizontal = screen;
-    Host::run("xdotool windowactivate --sync" + Host::id(window->getWindowHandle()));
 #endif
+    Host::activate(*window);
     inputs.push_back({"mousemove " + std::to_string(at.x()) + " " + std::to_string(at.y()) +
                       " click 1 click 3 click 2 click 4 click 5 click 6 click 7 click 8 click 9",
         {{0x201, 0x01, client}, {0x202, 0, client}, {0x204, 0x02, client}, {0x205, 0, client}, {0x207, 0x10, client},
@@ -211,6 +209,25 @@ TEST_F(SharedWindowTest, KeysAndButtonsArriveAsWin32Messages)
             return folded.size() >= expectedCount;
         });
         EXPECT_EQ(folded, expected) << xdotool;
+    }
+}
+
+// The window manager minimises (the user did: the program cannot) and restores as the caption's buttons do.
+TEST_F(SharedWindowTest, MinimiseAndRestoreAsTheCaptionButtons)
+{
+    const Vector2i client = window->getClientSize();
+    Host::activate(*window);
+    settle(*window);
+    const std::pair<const char*, Messages> steps[] = {
+        {"getactivewindow windowminimize", {{wmKillFocus, 0, 0}, {0x112, 0xF020, 0}, {wmSize, 1, 0}}},
+        {"search --name ^Tavrin.window.tests$ windowactivate",
+         {{0x112, 0xF120, 0}, {wmSize, 0, words(client.x(), client.y())}}}};
+    for (const auto& [xdotool, expected] : steps)
+    {
+        MessageLog log(*window, {wmKillFocus, wmSize, 0x112});
+        ASSERT_TRUE(Host::run(std::string("/usr/bin/xdotool ") + xdotool));
+        pumpUntil(*window, 3000, [&, count = expected.size()] { return log.messages.size() >= count; });
+        EXPECT_EQ(log.messages, expected) << xdotool;
     }
 }
 

@@ -32,7 +32,7 @@ using X11::AtomName;
 const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
                    messageKillFocus = 0x0008, messagePaint = 0x000F, messageClose = 0x0010, messageNcDestroy = 0x0082,
                    messageSysCommand = 0x0112;
-const unsigned long long systemCommandClose = 0xF060;
+const unsigned long long systemCommandMinimize = 0xF020, systemCommandClose = 0xF060, systemCommandRestore = 0xF120;
 const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
 
 struct WindowState
@@ -77,6 +77,9 @@ bool send(Window window, unsigned int message, unsigned long long wParam, long l
     WindowState* state = findWindow(window);
     if (!state || !state->owner)
         return false;
+    // Only a window that has the focus loses it (minimising may already have told it).
+    if (message == messageKillFocus && !state->focused)
+        return true;
     if (message == messageSetFocus || message == messageKillFocus)
         state->focused = message == messageSetFocus;
     state->owner->systemWindowProcInternal(message, wParam, lParam);
@@ -226,18 +229,24 @@ void handleEvent(XEvent& event)
         X11::reportPlacement(window);
         break;
     case UnmapNotify:
+        // The program cannot minimise: the user did, as with the caption's button, which takes
+        // the focus away first (X tells the focus after the unmap).
         if (!state->destroying && !state->minimized && X11::iconic(window))
         {
             state->minimized = true;
-            send(window, messageSize, sizeMinimized, 0);
+            if (state->focused && !send(window, messageKillFocus, 0, 0))
+                break;
+            if (send(window, messageSysCommand, systemCommandMinimize, 0))
+                send(window, messageSize, sizeMinimized, 0);
         }
         break;
     case MapNotify:
         if (state->minimized)
         {
             state->minimized = false;
-            send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored,
-                 X11::packWords(state->clientWidth, state->clientHeight));
+            if (send(window, messageSysCommand, systemCommandRestore, 0))
+                send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored,
+                     X11::packWords(state->clientWidth, state->clientHeight));
         }
         break;
     case DestroyNotify:
