@@ -45,7 +45,7 @@ struct WindowState
     // The client area last reported through WM_MOVE and WM_SIZE.
     int clientX = 0, clientY = 0, clientWidth = 0, clientHeight = 0;
     bool minimized = false;
-    // Told WM_SETFOCUS last: loses the focus (WM_KILLFOCUS) when destroyed.
+    // Told WM_SETFOCUS last: the one window that WM_KILLFOCUS is sent to.
     bool focused = false;
     // Exposed since the last WM_PAINT.
     bool paintPending = false;
@@ -101,9 +101,7 @@ void destroyNativeWindow(Window window)
             owned.push_back(entry.first);
     for (const Window each : owned)
         destroyNativeWindow(each);
-    const WindowState* self = findWindow(window);
-    if (self && self->focused)
-        send(window, messageKillFocus, 0, 0);
+    send(window, messageKillFocus, 0, 0); // told only when it has the focus
     send(window, messageDestroy, 0, 0);
     send(window, messageNcDestroy, 0, 0);
     state = findWindow(window);
@@ -165,8 +163,7 @@ void dispatch(Window window, const std::vector<X11::Message>& messages)
     {
         if (message.message == messagePaint)
         {
-            WindowState* state = findWindow(window);
-            if (state)
+            if (WindowState* state = findWindow(window))
                 state->paintPending = true;
             continue;
         }
@@ -234,7 +231,7 @@ void handleEvent(XEvent& event)
         if (!state->destroying && !state->minimized && X11::iconic(window))
         {
             state->minimized = true;
-            if (state->focused && !send(window, messageKillFocus, 0, 0))
+            if (!send(window, messageKillFocus, 0, 0))
                 break;
             if (send(window, messageSysCommand, systemCommandMinimize, 0))
                 send(window, messageSize, sizeMinimized, 0);
