@@ -208,9 +208,11 @@ public:
     //     MotionNotify -> WM_MOUSEMOVE 0x0200 (MK_*, client x, y).
     //     FocusIn/FocusOut (not those of keyboard grabs) -> WM_SETFOCUS 0x0007/WM_KILLFOCUS 0x0008;
     //       WM_KILLFOCUS only to a window told WM_SETFOCUS last.
-    //     ConfigureNotify (and a placement call, before it returns) -> WM_MOVE 0x0003 (0, client
-    //       top-left in screen coordinates) when the client area moved, then WM_SIZE 0x0005
-    //       (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client width and height) when it changed size.
+    //     ConfigureNotify (and a placement call, before it returns) -> WM_SYSCOMMAND (SC_MAXIMIZE
+    //       0xF030 or SC_RESTORE 0xF120, 0) first when the window manager changed the maximised
+    //       state on its own (the user did), then WM_MOVE 0x0003 (0, client top-left in screen
+    //       coordinates) when the client area moved, then WM_SIZE 0x0005 (SIZE_RESTORED 0 or
+    //       SIZE_MAXIMIZED 2, client width and height) when it changed size.
     //     Iconified (UnmapNotify with WM_STATE Iconic; only the user minimises) -> WM_KILLFOCUS
     //       when focused, WM_SYSCOMMAND (SC_MINIMIZE 0xF020, 0), WM_SIZE (SIZE_MINIMIZED 1, 0), as
     //       the caption's button; mapped again -> WM_SYSCOMMAND (SC_RESTORE 0xF120, 0), then

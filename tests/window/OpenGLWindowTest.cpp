@@ -212,23 +212,35 @@ TEST_F(SharedWindowTest, KeysAndButtonsArriveAsWin32Messages)
     }
 }
 
-// The window manager minimises (the user did: the program cannot) and restores as the caption's buttons do.
-TEST_F(SharedWindowTest, MinimiseAndRestoreAsTheCaptionButtons)
+// The window manager minimises (the user did: the program cannot), maximises and restores as the
+// caption's buttons do: the system command, then the size (`now`: the client size then).
+TEST_F(SharedWindowTest, MinimiseMaximiseAndRestoreAsTheCaptionButtons)
 {
     const Vector2i client = window->getClientSize();
     Host::activate(*window);
     settle(*window);
+    const long long now = -1;
     const std::pair<const char*, Messages> steps[] = {
         {"getactivewindow windowminimize", {{wmKillFocus, 0, 0}, {0x112, 0xF020, 0}, {wmSize, 1, 0}}},
-        {"search --name ^Tavrin.window.tests$ windowactivate",
-         {{0x112, 0xF120, 0}, {wmSize, 0, words(client.x(), client.y())}}}};
-    for (const auto& [xdotool, expected] : steps)
+        {"search --name ^Tavrin.window.tests$ windowactivate", {{0x112, 0xF120, 0}, {wmSize, 0, now}}},
+        {"", {{0x112, 0xF030, 0}, {wmSize, 2, now}}}, // a double click on the title bar
+        {"", {{0x112, 0xF120, 0}, {wmSize, 0, now}}}};
+    for (auto [xdotool, expected] : steps)
     {
+        const Vector2i title = window->getPosition() + Vector2i(150, 8);
+        const std::string command = *xdotool ? xdotool
+                                             : "mousemove " + std::to_string(title.x()) + " " +
+                                                   std::to_string(title.y()) + " click --repeat 2 1";
         MessageLog log(*window, {wmKillFocus, wmSize, 0x112});
-        ASSERT_TRUE(Host::run(std::string("/usr/bin/xdotool ") + xdotool));
+        ASSERT_TRUE(Host::run("/usr/bin/xdotool " + command));
         pumpUntil(*window, 3000, [&, count = expected.size()] { return log.messages.size() >= count; });
-        EXPECT_EQ(log.messages, expected) << xdotool;
+        settle(*window);
+        for (Message& message : expected)
+            if (std::get<2>(message) == now)
+                std::get<2>(message) = words(window->getClientSize().x(), window->getClientSize().y());
+        EXPECT_EQ(log.messages, expected) << command;
     }
+    EXPECT_EQ(window->getClientSize(), client);
 }
 
 TEST_F(SharedWindowTest, PresentTextureOneToOneAndStretched)

@@ -5,14 +5,13 @@
 
 #include "X11Connection.h"
 #include "X11Events.h"
+#include "X11Keyboard.h"
 #include "X11WindowManager.h"
 #include "X11Windows.h"
 
 #include <GL/glx.h>
 #include <X11/Xutil.h>
-#include <X11/keysym.h>
 
-#include <algorithm>
 #include <functional>
 #include <string>
 #include <unordered_map>
@@ -32,7 +31,8 @@ using X11::AtomName;
 const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
                    messageKillFocus = 0x0008, messagePaint = 0x000F, messageClose = 0x0010, messageNcDestroy = 0x0082,
                    messageSysCommand = 0x0112;
-const unsigned long long systemCommandMinimize = 0xF020, systemCommandClose = 0xF060, systemCommandRestore = 0xF120;
+const unsigned long long systemCommandMinimize = 0xF020, systemCommandMaximize = 0xF030, systemCommandClose = 0xF060,
+                         systemCommandRestore = 0xF120;
 const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
 
 struct WindowState
@@ -44,7 +44,7 @@ struct WindowState
     GLXFBConfig frameBufferConfig = nullptr;
     // The client area last reported through WM_MOVE and WM_SIZE.
     int clientX = 0, clientY = 0, clientWidth = 0, clientHeight = 0;
-    bool minimized = false;
+    bool minimized = false, maximized = false; // as last reported
     // Told WM_SETFOCUS last: the one window that WM_KILLFOCUS is sent to.
     bool focused = false;
     // Exposed since the last WM_PAINT.
@@ -147,8 +147,10 @@ void reportPlacement(Window window)
     state->clientHeight = height;
     if (moved && !send(window, messageMove, 0, X11::packWords(x, y)))
         return;
-    if (resized)
-        send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored, X11::packWords(width, height));
+    if (!resized)
+        return;
+    state->maximized = X11::maximized(window);
+    send(window, messageSize, state->maximized ? sizeMaximized : sizeRestored, X11::packWords(width, height));
 }
 } // namespace X11
 
@@ -187,29 +189,6 @@ void paintExposed()
         send(window, messagePaint, 0, 0);
 }
 
-X11::KeyInput lookUpKey(XKeyEvent& event)
-{
-    X11::KeyInput key;
-    key.pressed = event.type == KeyPress;
-    key.keyCode = event.keycode;
-    key.state = event.state;
-    key.symbol = XLookupKeysym(&event, 0);
-    // With Num Lock (Mod2) the keypad gives digits, as VK_NUMPAD0.. on Win32.
-    if (event.state & Mod2Mask)
-    {
-        const KeySym shifted = XLookupKeysym(&event, 1);
-        if ((shifted >= XK_KP_0 && shifted <= XK_KP_9) || shifted == XK_KP_Decimal || shifted == XK_KP_Separator)
-            key.symbol = shifted;
-    }
-    if (key.pressed)
-    {
-        char buffer[32] = {};
-        const int count = XLookupString(&event, buffer, sizeof buffer, &key.typedSymbol, nullptr);
-        key.typed.assign(buffer, static_cast<std::size_t>(std::min(std::max(count, 0), int(sizeof buffer))));
-    }
-    return key;
-}
-
 void handleEvent(XEvent& event)
 {
     const Window window = event.xany.window;
@@ -220,11 +199,21 @@ void handleEvent(XEvent& event)
     {
     case KeyPress:
     case KeyRelease:
-        dispatch(window, X11::translateKey(lookUpKey(event.xkey), input));
+        dispatch(window, X11::translateKey(X11::lookUpKey(event.xkey), input));
         break;
-    case ConfigureNotify:
+    case ConfigureNotify: {
+        // Maximised or restored by the window manager on its own: the user did, as with the
+        // caption's buttons (the program's own requests were reported before they returned).
+        const bool maximized = X11::maximized(window);
+        if (maximized != state->maximized)
+        {
+            state->maximized = maximized;
+            if (!send(window, messageSysCommand, maximized ? systemCommandMaximize : systemCommandRestore, 0))
+                break;
+        }
         X11::reportPlacement(window);
         break;
+    }
     case UnmapNotify:
         // The program cannot minimise: the user did, as with the caption's button, which takes
         // the focus away first (X tells the focus after the unmap).
