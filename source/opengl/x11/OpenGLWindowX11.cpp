@@ -5,13 +5,14 @@
 
 #include "X11Connection.h"
 #include "X11Events.h"
-#include "X11Keyboard.h"
 #include "X11WindowManager.h"
 #include "X11Windows.h"
 
 #include <GL/glx.h>
 #include <X11/Xutil.h>
+#include <X11/keysym.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <unordered_map>
@@ -189,6 +190,29 @@ void paintExposed()
         send(window, messagePaint, 0, 0);
 }
 
+X11::KeyInput lookUpKey(XKeyEvent& event)
+{
+    X11::KeyInput key;
+    key.pressed = event.type == KeyPress;
+    key.keyCode = event.keycode;
+    key.state = event.state;
+    key.symbol = XLookupKeysym(&event, 0);
+    // With Num Lock (Mod2) the keypad gives digits, as VK_NUMPAD0.. on Win32.
+    if (event.state & Mod2Mask)
+    {
+        const KeySym shifted = XLookupKeysym(&event, 1);
+        if ((shifted >= XK_KP_0 && shifted <= XK_KP_9) || shifted == XK_KP_Decimal || shifted == XK_KP_Separator)
+            key.symbol = shifted;
+    }
+    if (key.pressed)
+    {
+        char buffer[32] = {};
+        const int count = XLookupString(&event, buffer, sizeof buffer, &key.typedSymbol, nullptr);
+        key.typed.assign(buffer, static_cast<std::size_t>(std::min(std::max(count, 0), int(sizeof buffer))));
+    }
+    return key;
+}
+
 void handleEvent(XEvent& event)
 {
     const Window window = event.xany.window;
@@ -199,7 +223,7 @@ void handleEvent(XEvent& event)
     {
     case KeyPress:
     case KeyRelease:
-        dispatch(window, X11::translateKey(X11::lookUpKey(event.xkey), input));
+        dispatch(window, X11::translateKey(lookUpKey(event.xkey), input));
         break;
     case ConfigureNotify: {
         // Maximised or restored by the window manager on its own: the user did, as with the

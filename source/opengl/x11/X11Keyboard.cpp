@@ -1,10 +1,6 @@
 #include "X11Keyboard.h"
 
-#include <X11/Xutil.h>
 #include <X11/keysym.h>
-
-#include <algorithm>
-#include <cstddef>
 
 namespace Tavrin
 {
@@ -105,29 +101,6 @@ unsigned int scanCode(unsigned int keyCode, bool& extended)
         }
     return 0;
 }
-KeyInput lookUpKey(XKeyEvent& event)
-{
-    KeyInput key;
-    key.pressed = event.type == KeyPress;
-    key.keyCode = event.keycode;
-    key.state = event.state;
-    key.symbol = XLookupKeysym(&event, 0);
-    // With Num Lock (Mod2) the keypad gives digits, as VK_NUMPAD0.. on Win32.
-    if (event.state & Mod2Mask)
-    {
-        const KeySym shifted = XLookupKeysym(&event, 1);
-        if ((shifted >= XK_KP_0 && shifted <= XK_KP_9) || shifted == XK_KP_Decimal || shifted == XK_KP_Separator)
-            key.symbol = shifted;
-    }
-    if (key.pressed)
-    {
-        char buffer[32] = {};
-        const int count = XLookupString(&event, buffer, sizeof buffer, &key.typedSymbol, nullptr);
-        key.typed.assign(buffer, static_cast<std::size_t>(std::min(std::max(count, 0), int(sizeof buffer))));
-    }
-    return key;
-}
-
 } // namespace X11
 } // namespace OpenGL
 } // namespace Tavrin

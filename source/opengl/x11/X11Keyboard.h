@@ -1,9 +1,7 @@
 #pragma once
 
 // Internal: what Win32 reports for a key, derived from an X key event: the virtual-key code and
-// the scan code with its extended-key flag; the key event read into a KeyInput.
-
-#include "X11Events.h"
+// the scan code with its extended-key flag.
 
 #include <X11/Xlib.h>
 
@@ -25,10 +23,6 @@ unsigned int virtualKey(KeySym symbol);
 /// (right Control and Alt, the arrow and editing blocks, keypad Enter and divide). 0 when the
 /// key has no set-1 code here.
 unsigned int scanCode(unsigned int keyCode, bool& extended);
-
-/// What translateKey needs of a KeyPress or KeyRelease: the unshifted symbol (the keypad's digit
-/// under Num Lock), and for a press the symbol and Latin-1 text it types (XLookupString).
-KeyInput lookUpKey(XKeyEvent& event);
 } // namespace X11
 } // namespace OpenGL
 } // namespace Tavrin
