@@ -210,7 +210,8 @@ public:
     //       WM_KILLFOCUS only to a window told WM_SETFOCUS last.
     //     ConfigureNotify (and a placement call, before it returns) -> WM_SYSCOMMAND (SC_MAXIMIZE
     //       0xF030 or SC_RESTORE 0xF120, 0) first when the window manager changed the maximised
-    //       state on its own (the user did), then WM_MOVE 0x0003 (0, client top-left in screen
+    //       state on its own (the user did; a request of the program that it carries out only
+    //       after the wait counts as such), then WM_MOVE 0x0003 (0, client top-left in screen
     //       coordinates) when the client area moved, then WM_SIZE 0x0005 (SIZE_RESTORED 0 or
     //       SIZE_MAXIMIZED 2, client width and height) when it changed size.
     //     Iconified (UnmapNotify with WM_STATE Iconic; only the user minimises) -> WM_KILLFOCUS
