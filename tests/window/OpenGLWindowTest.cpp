@@ -51,17 +51,19 @@ TEST_F(SharedWindowTest, NewWindowTakesOverTheContextAndCloses)
     // The new window took the focus from its owner, which gets it back when the window closes.
     EXPECT_TRUE(pumpUntil(*window, 2000, [&] { return std::get<0>(focus.last(wmKillFocus)); }));
 
-    // A close request reaches onWindowClosed, then the handlers (0x10); default processing
-    // destroys (2, 0x82) the window it owns (wParam 1 below), then it.
-    MessageLog closing(second, {wmClose, wmDestroy, wmNcDestroy});
+    // A close request is the system menu's Close (0x112), whose WM_CLOSE reaches onWindowClosed, then the
+    // handlers (0x10); default processing destroys (2, 0x82) the window it owns (wParam 1 below), then it.
+    MessageLog closing(second, {0x112, wmClose, wmDestroy, wmNcDestroy});
     second.setOnWindowClosed([&](OpenGLWindow* target) { closing.messages.emplace_back(0, 0, target == &second); });
     owned.addMesageHandler("log", [&](OpenGLWindow*, unsigned int message, unsigned long long, long long) {
         if (message == wmDestroy || message == wmNcDestroy)
             closing.messages.emplace_back(message, 1, 0);
     });
     Host::requestClose(second.getWindowHandle());
-    EXPECT_TRUE(pumpUntil(second, 2000, [&] { return closing.messages.size() >= 6; }));
-    EXPECT_EQ(closing.messages, (Messages{{0, 0, 1}, {0x10, 0, 0}, {2, 1, 0}, {0x82, 1, 0}, {2, 0, 0}, {0x82, 0, 0}}));
+    EXPECT_TRUE(pumpUntil(second, 2000, [&] { return closing.messages.size() >= 7; }));
+    EXPECT_EQ(
+        closing.messages,
+        (Messages{{0x112, 0xF060, 0}, {0, 0, 1}, {0x10, 0, 0}, {2, 1, 0}, {0x82, 1, 0}, {2, 0, 0}, {0x82, 0, 0}}));
     EXPECT_FALSE(Host::windowExists(second.getWindowHandle()) || Host::windowExists(owned.getWindowHandle()));
     owned.setPosition(Vector2i(5, 5)); // both inert; swapping releases the context, drawing nowhere
     second.swap();

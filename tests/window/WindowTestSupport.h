@@ -103,7 +103,7 @@ inline void settle(const OpenGLWindow& window)
 struct Host
 {
     static bool windowExists(WindowHandle window) { return IsWindow(window); }
-    static void requestClose(WindowHandle window) { PostMessageW(window, WM_CLOSE, 0, 0); }
+    static void requestClose(WindowHandle window) { PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0); } // close button
     static Vector2i screenSize() { return Vector2i(GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)); }
     static Vector2i clientOrigin(WindowHandle window)
     {
