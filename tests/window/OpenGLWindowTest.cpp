@@ -75,7 +75,7 @@ TEST_F(SharedWindowTest, NewWindowTakesOverTheContextAndCloses)
 TEST_F(SharedWindowTest, PlacementHoldsOnReturnAndIsReported)
 {
     MessageLog log(*window, {wmMove, wmSize});
-    const Vector2i clientSize = window->getClientSize(), screen = Host::screenSize(), any(-1, -1), corner(150, 120),
+    const Vector2i clientSize = window->getClientSize(), screen = Host::screenSize(), any(-1, -1), corner(150, 100),
                    area(320, 240);
     // Each result (`any`: not checked) holds on return, as WM_MOVE and WM_SIZE (1: none) told before it
     // returned, and settled, with nothing reported again (X11; Wine may repeat a change when openbox
