@@ -62,4 +62,16 @@ TEST_F(OpenGLWindowX11, TwoRandRMonitors)
     Host::run("xrandr --delmonitor TavrinRight; xrandr --delmonitor TavrinLeft");
 }
 
+// Another client destroys a window: its object hears WM_DESTROY and WM_NCDESTROY once, then is inert (no X error).
+TEST_F(OpenGLWindowX11, DestroyedByAnotherClient)
+{
+    OpenGLWindow other("Tavrin destroyed window");
+    MessageLog log(other, {wmDestroy, wmNcDestroy, wmMove});
+    XDestroyWindow(Host::connection(), other.getWindowHandle());
+    XSync(Host::connection(), False);
+    pumpUntil(other, 500, [] { return false; }); // all it reports
+    other.setPosition(Vector2i(5, 5));
+    EXPECT_EQ(std::make_pair(log.messages, other.getPosition()),
+              std::make_pair(Messages{{wmDestroy, 0, 0}, {wmNcDestroy, 0, 0}}, Vector2i(0, 0)));
+}
 #endif
