@@ -62,10 +62,13 @@ TEST_F(OpenGLWindowX11, TwoRandRMonitors)
     Host::run("xrandr --delmonitor TavrinRight; xrandr --delmonitor TavrinLeft");
 }
 
-// Another client destroys a window: its object hears WM_DESTROY and WM_NCDESTROY once, then is inert (no X error).
-TEST_F(OpenGLWindowX11, DestroyedByAnotherClient)
+// A UTF-8 title is named as it is; destroyed by another client, the window reports it once, then is inert.
+TEST_F(OpenGLWindowX11, Utf8TitleAndDestroyedByAnotherClient)
 {
-    OpenGLWindow other("Tavrin destroyed window");
+    const std::string title = "Tavrin \xE2\x82\xAC \xF0\x9F\x98\x80";
+    OpenGLWindow other(title);
+    EXPECT_TRUE(Host::run("LC_ALL=C.UTF-8 xprop -id" + Host::id(other.getWindowHandle()) +
+                          " _NET_WM_NAME | grep -qF '\"" + title + "\"'"));
     MessageLog log(other, {wmDestroy, wmNcDestroy, wmMove});
     XDestroyWindow(Host::connection(), other.getWindowHandle());
     XSync(Host::connection(), False);
