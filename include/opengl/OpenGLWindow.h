@@ -185,15 +185,19 @@ public:
     //   loop, no waiting). lParam words are packed as MAKELPARAM (low | high << 16, zero-extended);
     //   MK_* flags: MK_LBUTTON 0x1, MK_RBUTTON 0x2, MK_SHIFT 0x4, MK_CONTROL 0x8, MK_MBUTTON 0x10,
     //   MK_XBUTTON1 0x20, MK_XBUTTON2 0x40, as held after the event.
-    //     WM_DELETE_WINDOW (close request) -> WM_CLOSE 0x0010 (0, 0); default processing then
-    //       destroys the window: WM_DESTROY 0x0002 and WM_NCDESTROY 0x0082 (0, 0) reach the object
-    //       first, as they do when the destructor (or another client) destroys the window.
+    //     WM_DELETE_WINDOW (close request: the close button, the window manager's Alt+F4) ->
+    //       WM_SYSCOMMAND 0x0112 (SC_CLOSE 0xF060, 0), as the system menu's Close, whose default
+    //       processing sends WM_CLOSE 0x0010 (0, 0); default processing then destroys the window:
+    //       WM_KILLFOCUS 0x0008 (when it has the focus), WM_DESTROY 0x0002 and WM_NCDESTROY 0x0082
+    //       (0, 0) reach the object first, as they do when the destructor (or another client)
+    //       destroys the window.
     //     KeyPress -> WM_KEYDOWN 0x0100, or WM_SYSKEYDOWN 0x0104 while Alt is held without Control
     //       (Alt itself included) and for F10; wParam the virtual-key code; lParam repeat count 1,
     //       scan code (PC set 1) in bits 16-23, bit 24 extended key, bit 29 Alt held (system keys
     //       only), bit 30 key already down (auto-repeat). Then WM_CHAR 0x0102 (WM_SYSCHAR 0x0106
-    //       for system keys) per UTF-16 unit typed, same lParam. Default processing of Alt+F4:
-    //       WM_SYSCOMMAND 0x0112 (SC_CLOSE 0xF060, 0), then as the close request.
+    //       for system keys) per UTF-16 unit typed, same lParam. Default processing of a
+    //       WM_SYSCHAR with Alt held (not Tab or Escape): WM_SYSCOMMAND (SC_KEYMENU 0xF100, the
+    //       unit); of Alt+F4: WM_SYSCOMMAND (SC_CLOSE 0xF060, 0), then as the close request.
     //     KeyRelease -> WM_KEYUP 0x0101 / WM_SYSKEYUP 0x0105, bits 30 and 31 set; the Alt key's
     //       own release is a WM_KEYUP.
     //     ButtonPress/Release 1, 2, 3 -> WM_LBUTTONDOWN 0x0201/UP 0x0202, WM_MBUTTONDOWN 0x0207/
@@ -202,13 +206,21 @@ public:
     //       4, 5 -> WM_MOUSEWHEEL 0x020A and 6, 7 -> WM_MOUSEHWHEEL 0x020E (MK_* | delta << 16,
     //       +120 up or right, -120 down or left; screen x, y).
     //     MotionNotify -> WM_MOUSEMOVE 0x0200 (MK_*, client x, y).
-    //     FocusIn/FocusOut (not those of keyboard grabs) -> WM_SETFOCUS 0x0007/WM_KILLFOCUS 0x0008.
-    //     ConfigureNotify (and a placement call, before it returns) -> WM_MOVE 0x0003 (0, client
-    //       top-left in screen coordinates) when the client area moved, then WM_SIZE 0x0005
-    //       (SIZE_RESTORED 0 or SIZE_MAXIMIZED 2, client width and height) when it changed size.
-    //     Iconified (UnmapNotify with WM_STATE Iconic) -> WM_SIZE (SIZE_MINIMIZED 1, 0); mapped
-    //       again -> WM_SIZE with the restored or maximised size.
-    //     Expose (the last of a series) -> WM_PAINT 0x000F (0, 0).
+    //     FocusIn/FocusOut (not those of keyboard grabs) -> WM_SETFOCUS 0x0007/WM_KILLFOCUS 0x0008;
+    //       WM_KILLFOCUS only to a window told WM_SETFOCUS last.
+    //     ConfigureNotify (and a placement call, before it returns) -> WM_SYSCOMMAND (SC_MAXIMIZE
+    //       0xF030 or SC_RESTORE 0xF120, 0) first when the window manager changed the maximised
+    //       state on its own (the user did; a request of the program that it carries out only
+    //       after the wait counts as such), then WM_MOVE 0x0003 (0, client top-left in screen
+    //       coordinates) when the client area moved, then WM_SIZE 0x0005 (SIZE_RESTORED 0 or
+    //       SIZE_MAXIMIZED 2, client width and height) when it changed size.
+    //     Iconified (UnmapNotify with WM_STATE Iconic; only the user minimises) -> WM_KILLFOCUS
+    //       when focused, WM_SYSCOMMAND (SC_MINIMIZE 0xF020, 0), WM_SIZE (SIZE_MINIMIZED 1, 0), as
+    //       the caption's button; mapped again -> WM_SYSCOMMAND (SC_RESTORE 0xF120, 0), then
+    //       WM_SIZE with the restored or maximised size. The position is kept (Win32 parks a
+    //       minimised window at -32000, -32000 and reports that move).
+    //     Expose (the last of a series) -> WM_PAINT 0x000F (0, 0), once per window when the queue
+    //       is drained (after the other messages, as Win32 makes WM_PAINT only when none waits).
     //   Virtual keys come from the key's unshifted symbol: 'A'..'Z', '0'..'9', F1..F24
     //   0x70..0x87, arrows 0x25..0x28, Escape 0x1B, Return (keypad Enter too) 0x0D, Space 0x20,
     //   Tab 0x09, Backspace 0x08, Shift 0x10, Control 0x11, Alt 0x12, editing and navigation

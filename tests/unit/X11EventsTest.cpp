@@ -37,7 +37,7 @@ TEST(X11Events, KeysButtonsFocusAndExposure)
 {
     InputState input;
     const long long client = packWords(10, 20), screen = packWords(110, 120), a = keyBits(0x1E, 0),
-                    c = keyBits(0x2E, 0);
+                    c = keyBits(0x2E, 0), alt = keyBits(0x1E, 0x2000);
     const std::pair<KeyInput, std::vector<Message>> keys[] = {
         {{true, 38, 0, XK_a, XK_a, "a"}, {{0x100, 'A', a}, {0x102, 'a', a}}},
         {{true, 38, 0, XK_a, 0x0101F600, ""},
@@ -47,6 +47,9 @@ TEST(X11Events, KeysButtonsFocusAndExposure)
         {{false, 38, 0, XK_a, 0, ""}, {{0x101, 'A', keyBits(0x1E, 0xC000)}}},
         {{true, 64, 0, XK_Alt_L, 0, ""}, {{0x104, 0x12, keyBits(0x38, 0x2000)}}},
         {{true, 70, Mod1Mask, XK_F4, 0, ""}, {{0x104, 0x73, keyBits(0x3E, 0x2000)}, {0x112, 0xF060, 0}}},
+        {{true, 38, Mod1Mask, XK_a, XK_a, "a"}, {{0x104, 'A', alt}, {0x106, 'a', alt}, {0x112, 0xF100, 'a'}}},
+        {{true, 9, Mod1Mask, XK_Escape, XK_Escape, "\x1b"},
+         {{0x104, 0x1B, keyBits(0x01, 0x2000)}, {0x106, 27, keyBits(0x01, 0x2000)}}},
         {{false, 64, Mod1Mask, XK_Alt_L, 0, ""}, {{0x101, 0x12, keyBits(0x38, 0xC000)}}},
         {{true, 54, ControlMask | Mod1Mask, XK_c, XK_c, "\x03"}, {{0x100, 'C', c}, {0x102, 3, c}}},
         {{true, 119, 0, XK_Delete, XK_Delete, "\x7f"}, {{0x100, 0x2E, keyBits(0x153, 0)}}}, // types nothing

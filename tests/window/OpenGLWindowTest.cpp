@@ -51,17 +51,19 @@ TEST_F(SharedWindowTest, NewWindowTakesOverTheContextAndCloses)
     // The new window took the focus from its owner, which gets it back when the window closes.
     EXPECT_TRUE(pumpUntil(*window, 2000, [&] { return std::get<0>(focus.last(wmKillFocus)); }));
 
-    // A close request reaches onWindowClosed, then the handlers (0x10); default processing
-    // destroys (2, 0x82) the window it owns (wParam 1 below), then it.
-    MessageLog closing(second, {wmClose, wmDestroy, wmNcDestroy});
+    // A close request is the system menu's Close (0x112), whose WM_CLOSE reaches onWindowClosed, then the
+    // handlers (0x10); default processing destroys (2, 0x82) the window it owns (wParam 1 below), then it.
+    MessageLog closing(second, {0x112, wmClose, wmDestroy, wmNcDestroy});
     second.setOnWindowClosed([&](OpenGLWindow* target) { closing.messages.emplace_back(0, 0, target == &second); });
     owned.addMesageHandler("log", [&](OpenGLWindow*, unsigned int message, unsigned long long, long long) {
         if (message == wmDestroy || message == wmNcDestroy)
             closing.messages.emplace_back(message, 1, 0);
     });
     Host::requestClose(second.getWindowHandle());
-    EXPECT_TRUE(pumpUntil(second, 2000, [&] { return closing.messages.size() >= 6; }));
-    EXPECT_EQ(closing.messages, (Messages{{0, 0, 1}, {0x10, 0, 0}, {2, 1, 0}, {0x82, 1, 0}, {2, 0, 0}, {0x82, 0, 0}}));
+    EXPECT_TRUE(pumpUntil(second, 2000, [&] { return closing.messages.size() >= 7; }));
+    EXPECT_EQ(
+        closing.messages,
+        (Messages{{0x112, 0xF060, 0}, {0, 0, 1}, {0x10, 0, 0}, {2, 1, 0}, {0x82, 1, 0}, {2, 0, 0}, {0x82, 0, 0}}));
     EXPECT_FALSE(Host::windowExists(second.getWindowHandle()) || Host::windowExists(owned.getWindowHandle()));
     owned.setPosition(Vector2i(5, 5)); // both inert; swapping releases the context, drawing nowhere
     second.swap();
@@ -73,7 +75,7 @@ TEST_F(SharedWindowTest, NewWindowTakesOverTheContextAndCloses)
 TEST_F(SharedWindowTest, PlacementHoldsOnReturnAndIsReported)
 {
     MessageLog log(*window, {wmMove, wmSize});
-    const Vector2i clientSize = window->getClientSize(), screen = Host::screenSize(), any(-1, -1), corner(150, 120),
+    const Vector2i clientSize = window->getClientSize(), screen = Host::screenSize(), any(-1, -1), corner(150, 100),
                    area(320, 240);
     // Each result (`any`: not checked) holds on return, as WM_MOVE and WM_SIZE (1: none) told before it
     // returned, and settled, with nothing reported again (X11; Wine may repeat a change when openbox
@@ -99,11 +101,16 @@ TEST_F(SharedWindowTest, PlacementHoldsOnReturnAndIsReported)
             settle(*window);
         }
     };
-    window->setPosition(corner);
+    const auto timed = [&](const char* step, auto request) { // within the wait bound, 0.5 s, and a margin
+        const auto start = std::chrono::steady_clock::now();
+        request();
+        EXPECT_LE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(750)) << step;
+    };
+    timed("move", [&] { window->setPosition(corner); });
     expectPlacement("move", corner, any, clientSize, 1);
-    window->setSize(Vector2i(500, 420));
+    timed("size", [&] { window->setSize(Vector2i(500, 420)); });
     expectPlacement("size", corner, Vector2i(500, 420), any, 0);
-    window->setClientSize(area);
+    timed("client size", [&] { window->setClientSize(area); });
     expectPlacement("client size", corner, any, area, 0);
     EXPECT_GT((window->getSize() - area).minCoeff(), 0) << "a frame";
     EXPECT_EQ(window->getClientPosition(), Vector2i(0, 0));
@@ -111,9 +118,15 @@ TEST_F(SharedWindowTest, PlacementHoldsOnReturnAndIsReported)
     // Full screen covers the monitor without a frame; entered twice and left once, it is back.
     for (const bool on : {true, true, false})
     {
-        window->setFullscreen(on);
+        const bool again = on && window->getFullscreen();
+        timed("full screen", [&] { window->setFullscreen(on); });
         EXPECT_EQ(window->getFullscreen(), on);
         expectPlacement("full screen", on ? Vector2i(0, 0) : corner, on ? screen : any, on ? screen : area, 0);
+        if (again) // a size the window manager may refuse (Win32 applies it): as kept, as the messages say
+        {
+            timed("refused size", [&] { window->setClientSize(area); });
+            expectPlacement("refused size", any, any, any, 0);
+        }
     }
 
     // One monitor, the screen: every index clamps to it and nothing moves.
@@ -170,12 +183,10 @@ TEST_F(SharedWindowTest, KeysAndButtonsArriveAsWin32Messages)
     const long long client = words(10, 20), screen = words(at.x(), at.y());
 #if defined(_WIN32)
     const long long horizontal = client;
-    SetForegroundWindow(window->getWindowHandle());
-    pumpUntil(*window, 2000, [&] { return GetForegroundWindow() == window->getWindowHandle(); });
 #else
     const long long horizontal = screen;
-    Host::run("xdotool windowactivate --sync" + Host::id(window->getWindowHandle()));
 #endif
+    Host::activate(*window);
     inputs.push_back({"mousemove " + std::to_string(at.x()) + " " + std::to_string(at.y()) +
                       " click 1 click 3 click 2 click 4 click 5 click 6 click 7 click 8 click 9",
         {{0x201, 0x01, client}, {0x202, 0, client}, {0x204, 0x02, client}, {0x205, 0, client}, {0x207, 0x10, client},
@@ -200,6 +211,35 @@ TEST_F(SharedWindowTest, KeysAndButtonsArriveAsWin32Messages)
         });
         EXPECT_EQ(folded, expected) << xdotool;
     }
+}
+
+// The window manager minimises (the user did: the program cannot), maximises and restores as the
+// caption's buttons do: the system command, then the size (-1: the client size then).
+TEST_F(SharedWindowTest, MinimiseMaximiseAndRestoreAsTheCaptionButtons)
+{
+    const Vector2i client = window->getClientSize();
+    Host::activate(*window);
+    const std::pair<const char*, Messages> steps[] = {
+        {"getactivewindow windowminimize", {{wmKillFocus, 0, 0}, {0x112, 0xF020, 0}, {wmSize, 1, 0}}},
+        {"search --name ^Tavrin.window.tests$ windowactivate", {{0x112, 0xF120, 0}, {wmSize, 0, -1}}},
+        {"", {{0x112, 0xF030, 0}, {wmSize, 2, -1}}}, // a double click on the title bar
+        {"", {{0x112, 0xF120, 0}, {wmSize, 0, -1}}}};
+    for (auto [xdotool, expected] : steps)
+    {
+        const Vector2i title = window->getPosition() + Vector2i(150, 8);
+        const std::string command = *xdotool ? xdotool
+                                             : "mousemove " + std::to_string(title.x()) + " " +
+                                                   std::to_string(title.y()) + " click --repeat 2 1";
+        MessageLog log(*window, {wmKillFocus, wmSize, 0x112});
+        ASSERT_TRUE(Host::run("/usr/bin/xdotool " + command));
+        pumpUntil(*window, 3000, [&, count = expected.size()] { return log.messages.size() >= count; });
+        settle(*window);
+        for (Message& message : expected)
+            if (std::get<2>(message) == -1)
+                std::get<2>(message) = words(window->getClientSize().x(), window->getClientSize().y());
+        EXPECT_EQ(log.messages, expected) << command;
+    }
+    EXPECT_EQ(window->getClientSize(), client);
 }
 
 TEST_F(SharedWindowTest, PresentTextureOneToOneAndStretched)

@@ -62,4 +62,19 @@ TEST_F(OpenGLWindowX11, TwoRandRMonitors)
     Host::run("xrandr --delmonitor TavrinRight; xrandr --delmonitor TavrinLeft");
 }
 
+// A UTF-8 title is named as it is; destroyed by another client, the window reports it once, then is inert.
+TEST_F(OpenGLWindowX11, Utf8TitleAndDestroyedByAnotherClient)
+{
+    const std::string title = "Tavrin \xE2\x82\xAC \xF0\x9F\x98\x80";
+    OpenGLWindow other(title);
+    EXPECT_TRUE(Host::run("LC_ALL=C.UTF-8 xprop -id" + Host::id(other.getWindowHandle()) +
+                          " _NET_WM_NAME | grep -qF '\"" + title + "\"'"));
+    MessageLog log(other, {wmDestroy, wmNcDestroy, wmMove});
+    XDestroyWindow(Host::connection(), other.getWindowHandle());
+    XSync(Host::connection(), False);
+    pumpUntil(other, 500, [] { return false; }); // all it reports
+    other.setPosition(Vector2i(5, 5));
+    EXPECT_EQ(std::make_pair(log.messages, other.getPosition()),
+              std::make_pair(Messages{{wmDestroy, 0, 0}, {wmNcDestroy, 0, 0}}, Vector2i(0, 0)));
+}
 #endif

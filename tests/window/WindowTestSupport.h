@@ -103,7 +103,7 @@ inline void settle(const OpenGLWindow& window)
 struct Host
 {
     static bool windowExists(WindowHandle window) { return IsWindow(window); }
-    static void requestClose(WindowHandle window) { PostMessageW(window, WM_CLOSE, 0, 0); }
+    static void requestClose(WindowHandle window) { PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0); } // close button
     static Vector2i screenSize() { return Vector2i(GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)); }
     static Vector2i clientOrigin(WindowHandle window)
     {
@@ -119,6 +119,11 @@ struct Host
         return GetRValue(colour) << 16 | GetGValue(colour) << 8 | GetBValue(colour);
     }
     static const void* currentContext() { return wglGetCurrentContext(); }
+    static void activate(const OpenGLWindow& window)
+    {
+        SetForegroundWindow(window.getWindowHandle());
+        pumpUntil(window, 2000, [&] { return GetForegroundWindow() == window.getWindowHandle(); });
+    }
     // Wine starts a Unix program named by its Unix path, but cannot wait for it.
     static bool run(const std::string& commandLine) { return WinExec(commandLine.c_str(), SW_HIDE) > 31; }
 };
@@ -156,6 +161,10 @@ struct Host
         return colour;
     }
     static const void* currentContext() { return glXGetCurrentContext(); }
+    static void activate(const OpenGLWindow& window)
+    {
+        run("xdotool windowactivate --sync" + id(window.getWindowHandle()));
+    }
     static ::Display* connection() // the suite's own
     {
         static ::Display* const display = XOpenDisplay(nullptr);

@@ -17,6 +17,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace Tavrin
@@ -28,9 +29,11 @@ namespace
 using X11::AtomName;
 
 // Win32 message numbers and the values they carry.
-const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageClose = 0x0010,
-                   messageNcDestroy = 0x0082, messageSysCommand = 0x0112;
-const unsigned long long systemCommandClose = 0xF060;
+const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
+                   messageKillFocus = 0x0008, messagePaint = 0x000F, messageClose = 0x0010, messageNcDestroy = 0x0082,
+                   messageSysCommand = 0x0112;
+const unsigned long long systemCommandMinimize = 0xF020, systemCommandMaximize = 0xF030, systemCommandClose = 0xF060,
+                         systemCommandRestore = 0xF120;
 const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
 
 struct WindowState
@@ -42,7 +45,11 @@ struct WindowState
     GLXFBConfig frameBufferConfig = nullptr;
     // The client area last reported through WM_MOVE and WM_SIZE.
     int clientX = 0, clientY = 0, clientWidth = 0, clientHeight = 0;
-    bool minimized = false;
+    bool minimized = false, maximized = false; // as last reported
+    // Told WM_SETFOCUS last: the one window that WM_KILLFOCUS is sent to.
+    bool focused = false;
+    // Exposed since the last WM_PAINT.
+    bool paintPending = false;
     bool destroying = false;
 };
 
@@ -71,13 +78,18 @@ bool send(Window window, unsigned int message, unsigned long long wParam, long l
     WindowState* state = findWindow(window);
     if (!state || !state->owner)
         return false;
+    // Only a window that has the focus loses it (minimising may already have told it).
+    if (message == messageKillFocus && !state->focused)
+        return true;
+    if (message == messageSetFocus || message == messageKillFocus)
+        state->focused = message == messageSetFocus;
     state->owner->systemWindowProcInternal(message, wParam, lParam);
     return true;
 }
 
 // What default processing does after the object has seen a message: destroy the native window.
-// As DestroyWindow, the windows it owns go first, each completely; then WM_DESTROY and
-// WM_NCDESTROY reach the object.
+// As DestroyWindow, the windows it owns go first, each completely; then WM_KILLFOCUS (when it
+// has the focus), WM_DESTROY and WM_NCDESTROY reach the object.
 void destroyNativeWindow(Window window)
 {
     WindowState* state = findWindow(window);
@@ -90,6 +102,7 @@ void destroyNativeWindow(Window window)
             owned.push_back(entry.first);
     for (const Window each : owned)
         destroyNativeWindow(each);
+    send(window, messageKillFocus, 0, 0); // told only when it has the focus
     send(window, messageDestroy, 0, 0);
     send(window, messageNcDestroy, 0, 0);
     state = findWindow(window);
@@ -135,8 +148,10 @@ void reportPlacement(Window window)
     state->clientHeight = height;
     if (moved && !send(window, messageMove, 0, X11::packWords(x, y)))
         return;
-    if (resized)
-        send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored, X11::packWords(width, height));
+    if (!resized)
+        return;
+    state->maximized = X11::maximized(window);
+    send(window, messageSize, state->maximized ? sizeMaximized : sizeRestored, X11::packWords(width, height));
 }
 } // namespace X11
 
@@ -149,12 +164,30 @@ void dispatch(Window window, const std::vector<X11::Message>& messages)
 {
     for (const X11::Message& message : messages)
     {
+        if (message.message == messagePaint)
+        {
+            if (WindowState* state = findWindow(window))
+                state->paintPending = true;
+            continue;
+        }
         if (!send(window, message.message, message.wParam, message.lParam))
             return;
         // The system menu's Close command (Alt+F4) asks to close.
         if (message.message == messageSysCommand && message.wParam == systemCommandClose)
             closeRequest(window);
     }
+}
+
+// As Win32 makes WM_PAINT only when no other message waits, exposures are told once the queue is
+// drained, after the input and focus messages that came with them.
+void paintExposed()
+{
+    std::vector<Window> exposed;
+    for (auto& entry : windows)
+        if (std::exchange(entry.second.paintPending, false))
+            exposed.push_back(entry.first);
+    for (const Window window : exposed)
+        send(window, messagePaint, 0, 0);
 }
 
 X11::KeyInput lookUpKey(XKeyEvent& event)
@@ -192,22 +225,38 @@ void handleEvent(XEvent& event)
     case KeyRelease:
         dispatch(window, X11::translateKey(lookUpKey(event.xkey), input));
         break;
-    case ConfigureNotify:
+    case ConfigureNotify: {
+        // Maximised or restored by the window manager on its own: the user did, as with the
+        // caption's buttons (the program's own requests were reported before they returned).
+        const bool maximized = X11::maximized(window);
+        if (maximized != state->maximized)
+        {
+            state->maximized = maximized;
+            if (!send(window, messageSysCommand, maximized ? systemCommandMaximize : systemCommandRestore, 0))
+                break;
+        }
         X11::reportPlacement(window);
         break;
+    }
     case UnmapNotify:
+        // The program cannot minimise: the user did, as with the caption's button, which takes
+        // the focus away first (X tells the focus after the unmap).
         if (!state->destroying && !state->minimized && X11::iconic(window))
         {
             state->minimized = true;
-            send(window, messageSize, sizeMinimized, 0);
+            if (!send(window, messageKillFocus, 0, 0))
+                break;
+            if (send(window, messageSysCommand, systemCommandMinimize, 0))
+                send(window, messageSize, sizeMinimized, 0);
         }
         break;
     case MapNotify:
         if (state->minimized)
         {
             state->minimized = false;
-            send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored,
-                 X11::packWords(state->clientWidth, state->clientHeight));
+            if (send(window, messageSysCommand, systemCommandRestore, 0))
+                send(window, messageSize, X11::maximized(window) ? sizeMaximized : sizeRestored,
+                     X11::packWords(state->clientWidth, state->clientHeight));
         }
         break;
     case DestroyNotify:
@@ -218,7 +267,7 @@ void handleEvent(XEvent& event)
     case ClientMessage:
         if (event.xclient.message_type == X11::atom(AtomName::WmProtocols) && event.xclient.format == 32 &&
             static_cast<Atom>(event.xclient.data.l[0]) == X11::atom(AtomName::WmDeleteWindow))
-            closeRequest(window);
+            dispatch(window, {{messageSysCommand, systemCommandClose, 0}}); // the system menu's Close
         break;
     default:
         dispatch(window, X11::translateEvent(event, input));
@@ -351,7 +400,10 @@ void processMessages()
     while (Display* display = connection())
     {
         if (!XPending(display))
+        {
+            paintExposed();
             return;
+        }
         XEvent event;
         XNextEvent(display, &event);
         handleEvent(event);

@@ -22,7 +22,7 @@ const unsigned int messageSetFocus = 0x0007, messageKillFocus = 0x0008, messageP
                    messageRightButtonUp = 0x0205, messageMiddleButtonDown = 0x0207, messageMiddleButtonUp = 0x0208,
                    messageMouseWheel = 0x020A, messageExtraButtonDown = 0x020B, messageExtraButtonUp = 0x020C,
                    messageMouseHorizontalWheel = 0x020E;
-const unsigned long long systemCommandClose = 0xF060;
+const unsigned long long systemCommandClose = 0xF060, systemCommandKeyMenu = 0xF100;
 const unsigned long long mouseLeft = 0x01, mouseRight = 0x02, mouseShift = 0x04, mouseControl = 0x08,
                          mouseMiddle = 0x10, mouseExtra1 = 0x20, mouseExtra2 = 0x40;
 const unsigned int keyF4 = 0x73, keyF10 = 0x79;
@@ -152,7 +152,12 @@ std::vector<Message> translateKey(const KeyInput& key, InputState& input)
         return {{system ? messageSysKeyUp : messageKeyUp, virtualCode, lParam}};
     std::vector<Message> messages = {{system ? messageSysKeyDown : messageKeyDown, virtualCode, lParam}};
     for (const unsigned int unit : typedUnits(key))
+    {
         messages.push_back({system ? messageSysChar : messageChar, unit, lParam});
+        // Default processing of an Alt+character (not Tab or Escape): the menu key command.
+        if (system && altHeld && unit != '\t' && unit != 0x1B)
+            messages.push_back({messageSysCommand, systemCommandKeyMenu, unit});
+    }
     // Default processing of Alt+F4: the system menu's Close command.
     if (system && altHeld && virtualCode == keyF4)
         messages.push_back({messageSysCommand, systemCommandClose, 0});

@@ -54,8 +54,9 @@ struct KeyInput
 long long packWords(int low, int high);
 
 /// A press: WM_KEYDOWN, or WM_SYSKEYDOWN while Alt is held without Control and for F10, then
-/// WM_CHAR (WM_SYSCHAR) per UTF-16 unit typed, and for Alt+F4 the default processing's
-/// WM_SYSCOMMAND SC_CLOSE. A release: WM_KEYUP or WM_SYSKEYUP.
+/// WM_CHAR (WM_SYSCHAR) per UTF-16 unit typed, and the default processing's WM_SYSCOMMAND:
+/// SC_KEYMENU (the unit in lParam) after each WM_SYSCHAR with Alt held, but for Tab and Escape;
+/// SC_CLOSE for Alt+F4. A release: WM_KEYUP or WM_SYSKEYUP.
 std::vector<Message> translateKey(const KeyInput& key, InputState& input);
 
 /// Buttons, wheels, pointer motion, focus changes (not those of keyboard grabs; losing the focus
