@@ -24,17 +24,11 @@ namespace Tavrin
 {
 namespace OpenGL
 {
+using namespace X11::WindowsMessages;
+
 namespace
 {
 using X11::AtomName;
-
-// Win32 message numbers and the values they carry.
-const unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
-                   messageKillFocus = 0x0008, messagePaint = 0x000F, messageClose = 0x0010, messageNcDestroy = 0x0082,
-                   messageSysCommand = 0x0112;
-const unsigned long long systemCommandMinimize = 0xF020, systemCommandMaximize = 0xF030, systemCommandClose = 0xF060,
-                         systemCommandRestore = 0xF120;
-const unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
 
 struct WindowState
 {

@@ -15,14 +15,8 @@ namespace X11
 {
 namespace
 {
-const unsigned int messageSetFocus = 0x0007, messageKillFocus = 0x0008, messagePaint = 0x000F, messageKeyDown = 0x0100,
-                   messageKeyUp = 0x0101, messageChar = 0x0102, messageSysKeyDown = 0x0104, messageSysKeyUp = 0x0105,
-                   messageSysChar = 0x0106, messageSysCommand = 0x0112, messageMouseMove = 0x0200,
-                   messageLeftButtonDown = 0x0201, messageLeftButtonUp = 0x0202, messageRightButtonDown = 0x0204,
-                   messageRightButtonUp = 0x0205, messageMiddleButtonDown = 0x0207, messageMiddleButtonUp = 0x0208,
-                   messageMouseWheel = 0x020A, messageExtraButtonDown = 0x020B, messageExtraButtonUp = 0x020C,
-                   messageMouseHorizontalWheel = 0x020E;
-const unsigned long long systemCommandClose = 0xF060, systemCommandKeyMenu = 0xF100;
+using namespace WindowsMessages;
+
 const unsigned long long mouseLeft = 0x01, mouseRight = 0x02, mouseShift = 0x04, mouseControl = 0x08,
                          mouseMiddle = 0x10, mouseExtra1 = 0x20, mouseExtra2 = 0x40;
 const unsigned int keyF4 = 0x73, keyF10 = 0x79;

@@ -15,6 +15,25 @@ namespace OpenGL
 {
 namespace X11
 {
+/// The Win32 message numbers and values that the X11 back end sends, in one list for its files.
+namespace WindowsMessages
+{
+constexpr unsigned int messageDestroy = 0x0002, messageMove = 0x0003, messageSize = 0x0005, messageSetFocus = 0x0007,
+                       messageKillFocus = 0x0008, messagePaint = 0x000F, messageClose = 0x0010,
+                       messageNcDestroy = 0x0082, messageKeyDown = 0x0100, messageKeyUp = 0x0101, messageChar = 0x0102,
+                       messageSysKeyDown = 0x0104, messageSysKeyUp = 0x0105, messageSysChar = 0x0106,
+                       messageSysCommand = 0x0112, messageMouseMove = 0x0200, messageLeftButtonDown = 0x0201,
+                       messageLeftButtonUp = 0x0202, messageRightButtonDown = 0x0204, messageRightButtonUp = 0x0205,
+                       messageMiddleButtonDown = 0x0207, messageMiddleButtonUp = 0x0208, messageMouseWheel = 0x020A,
+                       messageExtraButtonDown = 0x020B, messageExtraButtonUp = 0x020C,
+                       messageMouseHorizontalWheel = 0x020E;
+/// WM_SYSCOMMAND's commands.
+constexpr unsigned long long systemCommandMinimize = 0xF020, systemCommandMaximize = 0xF030,
+                             systemCommandClose = 0xF060, systemCommandKeyMenu = 0xF100, systemCommandRestore = 0xF120;
+/// WM_SIZE's kinds.
+constexpr unsigned long long sizeRestored = 0, sizeMinimized = 1, sizeMaximized = 2;
+} // namespace WindowsMessages
+
 /// One Win32 message: number, wParam, lParam.
 struct Message
 {
