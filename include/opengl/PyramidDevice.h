@@ -49,9 +49,10 @@ namespace OpenGL
 /// How it runs: each dispatch reads one level S and writes the levels after it (and level 0
 /// itself where it copies the input, which it samples as "source"); level S + j is bound to image
 /// unit j. Workgroups of 64 invocations reduce 64 x 64 tiles of level S through up to six
-/// levels: level S + 1 with neighbouring invocations on neighbouring texels, the rest in shared
-/// memory (at most 20 KiB, within GL's guaranteed 32 KiB, so shared memory never decides the
-/// path). The workgroup that finishes last, found with a global atomic counter in a shader
+/// levels: level S + 1 with neighbouring invocations on neighbouring texels, the rest from shared
+/// memory two levels per barrier, each invocation taking a 4 x 4 block through both in registers
+/// (at most 20 KiB of shared memory, within GL's guaranteed 32 KiB, so shared memory never decides
+/// the path). The workgroup that finishes last, found with a global atomic counter in a shader
 /// storage buffer, reduces the dispatch's remaining levels alone: every image is `coherent`, each
 /// workgroup passes memoryBarrierImage before it counts itself, and each level of the last one
 /// ends with memoryBarrierImage and barrier. One dispatch covers the chain when

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace Tavrin
 {
@@ -63,8 +65,9 @@ layout(std430, binding = 0) coherent buffer PyramidProgress
 uniform ivec2 sourceSize;
 uniform int tileLevelCount;
 uniform int tailLevelCount;
-shared TEXEL oddLevels[1024];
-shared TEXEL evenLevels[256];
+// Level 1 of the tile goes to A; each later step reads one of them and writes the other.
+shared TEXEL tileLevelsA[1024];
+shared TEXEL tileLevelsB[256];
 shared bool lastGroup;
 
 ivec2 levelSize(int j)
@@ -77,6 +80,27 @@ ivec2 levelSize(int j)
 ivec2 quadStep(int j)
 {
     return min(levelSize(j) - 1, ivec2(1));
+}
+
+// The reduction of a quad of a level held in shared memory, `row` texels a row, from index j.
+#define SHARED_QUAD(array, j, row, next) \
+    reduceTexels(array[j], array[j + next.x], array[j + next.y * row], array[j + next.y * row + next.x])
+
+// The reduction of a 2 x 2 block held in registers, which repeats its first column or row where
+// the level is one texel wide or high.
+TEXEL blockTexel(TEXEL a, TEXEL b, TEXEL c, TEXEL d, ivec2 next)
+{
+    if (next.x == 0)
+    {
+        b = a;
+        d = c;
+    }
+    if (next.y == 0)
+    {
+        c = a;
+        d = b;
+    }
+    return reduceTexels(a, b, c, d);
 }
 
 #ifdef COPY_SOURCE
@@ -108,27 +132,81 @@ void main()
                                sourceTexel(s + next));
         if (tileLevelCount >= 1)
             STORE(levels[1], p, t);
-        oddLevels[local.y * 32 + local.x] = t;
+        tileLevelsA[local.y * 32 + local.x] = t;
     }
     memoryBarrierShared();
     barrier();
 )";
 
-// Levels 2 to 6 of the tile, each from the one before it in shared memory.
-std::string sharedLevel(int level)
+// Replaces each "$name" of `text` by its value.
+std::string withValues(std::string text, const std::vector<std::pair<std::string, std::string>>& values)
 {
-    const std::string k = std::to_string(level), width = std::to_string(tileSide >> level);
-    const std::string from = level % 2 == 0 ? "oddLevels" : "evenLevels",
-                      to = level % 2 == 0 ? "evenLevels" : "oddLevels";
-    return "    if (tileLevelCount >= " + k + ")\n    {\n        ivec2 next = quadStep(" + std::to_string(level - 1) +
-           ");\n        for (int i = lane; i < " + width + " * " + width +
-           "; i += 64)\n        {\n"
-           "            ivec2 local = ivec2(i % " +
-           width + ", i / " + width + ");\n            int j = local.y * 4 * " + width +
-           " + local.x * 2, row = next.y * 2 * " + width + ";\n            TEXEL t = reduceTexels(" + from + "[j], " +
-           from + "[j + next.x], " + from + "[j + row], " + from + "[j + row + next.x]);\n            STORE(levels[" +
-           k + "], group * " + width + " + local, t);\n            " + to + "[local.y * " + width +
-           " + local.x] = t;\n        }\n        memoryBarrierShared();\n        barrier();\n    }\n";
+    for (const auto& [name, value] : values)
+        for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size()))
+            text.replace(at, name.size(), value);
+    return text;
+}
+
+// Level $K of the tile from level $K - 1 in shared memory: $W texels a side, up to 64 at a time.
+const char* const sharedLevel = R"(
+    if (tileLevelCount >= $K)
+    {
+        ivec2 next = quadStep($K - 1);
+        for (int i = lane; i < $W * $W; i += 64)
+        {
+            ivec2 local = ivec2(i % $W, i / $W);
+            TEXEL t = SHARED_QUAD($FROM, local.y * 4 * $W + local.x * 2, 2 * $W, next);
+            STORE(levels[$K], group * $W + local, t);
+            $TO[i] = t;
+        }
+        memoryBarrierShared();
+        barrier();
+    }
+)";
+
+// Levels $K and $K + 1 of the tile from level $K - 1 in shared memory, with one barrier: each of the
+// first $V x $V invocations reduces a 4 x 4 block to 2 x 2 texels of level $K, held in registers,
+// and those to one texel of level $K + 1. Barriers are what a level costs most on llvmpipe.
+const char* const pairedLevels = R"(
+    if (tileLevelCount >= $K)
+    {
+        ivec2 next = quadStep($K - 1), nextTwo = quadStep($K);
+        if (lane < $V * $V)
+        {
+            ivec2 local = ivec2(lane % $V, lane / $V), q = group * 2 * $V + 2 * local;
+            int j = local.y * 16 * $V + local.x * 4;
+            TEXEL a = SHARED_QUAD($FROM, j, 4 * $V, next), b = SHARED_QUAD($FROM, j + 2, 4 * $V, next),
+                  c = SHARED_QUAD($FROM, j + 8 * $V, 4 * $V, next), d = SHARED_QUAD($FROM, j + 8 * $V + 2, 4 * $V, next);
+            STORE(levels[$K], q, a);
+            STORE(levels[$K], q + ivec2(1, 0), b);
+            STORE(levels[$K], q + ivec2(0, 1), c);
+            STORE(levels[$K], q + ivec2(1, 1), d);
+            TEXEL t = blockTexel(a, b, c, d, nextTwo);
+            if (tileLevelCount >= $NEXT)
+                STORE(levels[$NEXT], group * $V + local, t);
+            $TO[lane] = t;
+        }
+        memoryBarrierShared();
+        barrier();
+    }
+)";
+
+// Levels 2 up to 6 of the tile (as many as the units hold), two at a time where they can be.
+std::string sharedLevels(int units)
+{
+    std::string text, from = "tileLevelsA", to = "tileLevelsB";
+    for (int level = 2; level <= tileLevels && level < units; std::swap(from, to))
+    {
+        const bool paired = level + 1 <= tileLevels && level + 1 < units;
+        text += withValues(paired ? pairedLevels : sharedLevel, {{"$K", std::to_string(level)},
+                                                                 {"$NEXT", std::to_string(level + 1)},
+                                                                 {"$W", std::to_string(tileSide >> level)},
+                                                                 {"$V", std::to_string(tileSide >> (level + 1))},
+                                                                 {"$FROM", from},
+                                                                 {"$TO", to}});
+        level += paired ? 2 : 1;
+    }
+    return text;
 }
 
 // Levels 7 and up, reduced by the last workgroup alone from what every workgroup wrote. A loop
@@ -209,8 +287,7 @@ std::string shaderSource(const OutputFormat& format, bool packed, int units, con
             "TEXEL reduceTexels(TEXEL a, TEXEL b, TEXEL c, TEXEL d)\n{\n    return roundTexel(reduce(unpackTexel(a), "
             "unpackTexel(b), unpackTexel(c), unpackTexel(d)));\n}\n";
     text += shaderBody;
-    for (int level = 2; level <= tileLevels && level < units; ++level)
-        text += sharedLevel(level);
+    text += sharedLevels(units);
     if (units > tileLevels + 1)
         text += shaderTail;
     return text + "}\n";

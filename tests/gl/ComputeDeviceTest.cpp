@@ -235,11 +235,22 @@ TEST_P(PyramidChainTest, EveryLevelIsTheReductionOfTheLevelBelow)
         expectChain(output, data, outputFormat, reduction->second);
     }
     glActiveTexture(GL_TEXTURE0);
+    const Level copied = download(*device.getOutputTexture(0), 0);
+    const int levels = device.getOutputTexture(0)->getMipLevelCount();
     // A new storage of the input re-makes the output to fit.
     input->reserveStorage(1, {5, 3}, GL_RGBA32F);
     ASSERT_TRUE(device.update());
     EXPECT_EQ(device.getOutputTexture(0)->getVersion(), 2u);
     EXPECT_EQ(device.getOutputTexture(0)->getSize(), Eigen::Vector2i(5, 3));
+
+    // In place, on a chain one level short of the whole: level 0 stays, the levels after it are filled.
+    auto own = std::make_shared<Texture2D>();
+    own->reserveStorage(std::max(1, levels - 1), size, outputFormat);
+    own->uploadData(size, copied.texels.data(), GL_RGBA, GL_FLOAT, 0, GL_TEXTURE_2D);
+    device.setInputTexture(0, own);
+    device.setOutputTexture(0, own);
+    ASSERT_TRUE(device.update());
+    expectChain(*own, copied, outputFormat, reduction->second);
 }
 
 const ChainCase chainCases[] = {
@@ -247,7 +258,7 @@ const ChainCase chainCases[] = {
     {{37, 1}, GL_R32F, &minimum, GL_R32F},         {{64, 64}, GL_RGBA8, &average, GL_RGBA8},
     {{127, 65}, GL_RGBA16F, &average, GL_RGBA16F}, {{300, 181}, GL_RGBA32F, &minimum, GL_RGBA32F},
     {{256, 256}, GL_RG32F, &weighted, GL_RG32F},   {{517, 300}, GL_R32F, &maximum, GL_R32F},
-    {{19, 7}, GL_RGB8, &average, GL_RGBA8},        {{130, 66}, GL_DEPTH_COMPONENT32F, &maximum, GL_R32F},
+    {{19, 40}, GL_RGB8, &average, GL_RGBA8},       {{130, 66}, GL_DEPTH_COMPONENT32F, &maximum, GL_R32F},
     {{5, 3}, GL_RGB16F, &weighted, GL_RGBA16F},    {{3, 6}, GL_RGB32F, &maximum, GL_RGBA32F},
     {{8192, 1}, GL_RGBA8, &average, GL_RGBA8},
 };
