@@ -53,7 +53,8 @@ TEST(X11Events, KeysButtonsFocusAndExposure)
         {{false, 64, Mod1Mask, XK_Alt_L, 0, ""}, {{0x101, 0x12, keyBits(0x38, 0xC000)}}},
         {{true, 54, ControlMask | Mod1Mask, XK_c, XK_c, "\x03"}, {{0x100, 'C', c}, {0x102, 3, c}}},
         {{true, 119, 0, XK_Delete, XK_Delete, "\x7f"}, {{0x100, 0x2E, keyBits(0x153, 0)}}}, // types nothing
-        {{true, 76, 0, XK_F10, 0, ""}, {{0x104, 0x79, keyBits(0x44, 0)}}}};
+        {{true, 76, 0, XK_F10, 0, ""}, {{0x104, 0x79, keyBits(0x44, 0)}}},
+        {{true, 202, 0, XK_F24, 0, ""}, {{0x100, 0x87, keyBits(0, 0)}}}}; // the last function key, no scan code
     for (const auto& [key, expected] : keys)
         EXPECT_EQ(translateKey(key, input), expected) << key.symbol;
     const std::pair<XEvent, std::vector<Message>> events[] = {
